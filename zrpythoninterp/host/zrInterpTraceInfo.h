@@ -1,0 +1,22 @@
+#pragma once
+
+#include <zrpythoninterp/host/zrExport.h>
+
+class zrInterp;
+
+/// The base of the record of one trace event; each back-end adds what it knows of the event.
+/// **Owns**: nothing; the interpreter is borrowed and not looked through.
+class ZR_EXPORT zrInterpTraceInfo {
+ public:
+  /// interp may be null.
+  explicit zrInterpTraceInfo(zrInterp* interp);
+  zrInterpTraceInfo(const zrInterpTraceInfo& other);
+  zrInterpTraceInfo& operator=(const zrInterpTraceInfo& other);
+  virtual ~zrInterpTraceInfo();
+
+  /// The interpreter in which the event arose, as given at construction.
+  virtual zrInterp* GetInterp();
+
+ private:
+  zrInterp* interp_;
+};
