@@ -1,0 +1,26 @@
+# How everything here is compiled: zr_compile_options(target) gives a target of ours the language
+# level, the warnings and the sanitizers. Nothing of it reaches whoever links to the library.
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+function(zr_compile_options target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 /utf-8 $<$<BOOL:${ZR_WARNINGS_ARE_ERRORS}>:/WX>)
+    return()
+  endif()
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wundef
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+    $<$<BOOL:${ZR_WARNINGS_ARE_ERRORS}>:-Werror>)
+  if(ZR_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${ZR_SANITIZE} -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${ZR_SANITIZE})
+  endif()
+endfunction()

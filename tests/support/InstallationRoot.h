@@ -1,0 +1,45 @@
+// A product installation for a test, with a runtime where the library looks for it.
+#pragma once
+
+#include <zrpythoninterp/host/zrString.h>
+
+namespace zrtest {
+
+// A new folder of its own, removed with all that is in it at the end of its life.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const zrString& path() const { return path_; }
+  // The path of a file in the folder, written with this content; folders on the way are made.
+  zrString Write(const zrString& name, const zrString& content) const;
+
+ private:
+  zrString path_;
+};
+
+// The platform's directory name in installations, as the library resolves it.
+zrString PlatformName();
+
+// An installation root: <folder>/product, with a link to the build's runtime as its runtime home.
+class InstallationRoot {
+ public:
+  // Where the runtime lies, in the order in which the library looks.
+  enum class Layout { kBeside, kThirdParty, kInside, kNone };
+
+  explicit InstallationRoot(Layout layout = Layout::kInside);
+
+  zrString path() const { return folder_.path() + "/product"; }
+  const TemporaryFolder& folder() const { return folder_; }
+  // The path at which the library finds the runtime home in this layout.
+  zrString home() const { return home_; }
+
+ private:
+  TemporaryFolder folder_;
+  zrString home_;
+};
+
+}  // namespace zrtest
