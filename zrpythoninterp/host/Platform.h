@@ -14,9 +14,11 @@ namespace zrpy {
 // dot, so that a rebuilt path may keep it.
 #ifdef _WIN32
 constexpr char kSeparator = '\\';
+constexpr char kPathListSeparator = ';';
 constexpr bool kKeepsTrailingDot = true;
 #else
 constexpr char kSeparator = '/';
+constexpr char kPathListSeparator = ':';
 constexpr bool kKeepsTrailingDot = false;
 #endif
 

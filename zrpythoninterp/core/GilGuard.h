@@ -1,0 +1,75 @@
+// The runtime's lock as a type, and the thread states that the library keeps for the host's
+// threads.
+#pragma once
+
+#include <zrpythoninterp/core/PyCompat.h>
+
+#if defined(__clang__)
+#define ZR_THREAD_ATTRIBUTE(x) __attribute__((x))
+#else
+#define ZR_THREAD_ATTRIBUTE(x)
+#endif
+// Stands behind a function that is called with the lock held; clang checks it.
+#define ZR_REQUIRES_GIL ZR_THREAD_ATTRIBUTE(requires_capability(zrpy::theGil))
+
+namespace zrpy {
+
+// Stands for the runtime's lock in clang's thread safety analysis; has no other use.
+class ZR_THREAD_ATTRIBUTE(capability("the runtime's lock")) Gil {};
+inline Gil theGil;
+
+// Makes a thread state for a host thread that has none, and keeps it until the thread ends or the
+// runtime stops, whichever comes first. Without it every evaluation would make and destroy one,
+// which costs many times what a small evaluation does, and forgets the script's thread-local
+// values.
+void KeepThreadState();
+
+// Holds the lock for its life, on any thread, also on one that holds it already. Declared ahead of
+// every PyRef of its scope, so that the references go first. The runtime must be up.
+class ZR_THREAD_ATTRIBUTE(scoped_lockable) GilGuard {
+ public:
+  GilGuard() ZR_THREAD_ATTRIBUTE(acquire_capability(theGil)) {
+    if (PyGILState_GetThisThreadState() == nullptr) KeepThreadState();
+    state_ = PyGILState_Ensure();
+  }
+  ~GilGuard() ZR_THREAD_ATTRIBUTE(release_capability()) { PyGILState_Release(state_); }
+  GilGuard(const GilGuard&) = delete;
+  GilGuard& operator=(const GilGuard&) = delete;
+
+  // True when the thread held the lock before: the entry comes from inside another one, or from a
+  // host that took the lock itself.
+  bool nested() const { return state_ == PyGILState_LOCKED; }
+
+ private:
+  PyGILState_STATE state_;
+};
+
+// Gives the lock up for its life and takes it back at its end, also when an exception passes.
+class GilRelease {
+ public:
+  GilRelease() : thread_(PyEval_SaveThread()) {}
+  ~GilRelease() { PyEval_RestoreThread(thread_); }
+  GilRelease(const GilRelease&) = delete;
+  GilRelease& operator=(const GilRelease&) = delete;
+
+ private:
+  PyThreadState* thread_;
+};
+
+// The same for a thread that may hold the lock or not, with the runtime up or not.
+class GilReleaseIfHeld {
+ public:
+  GilReleaseIfHeld() {
+    if (Py_IsInitialized() != 0 && PyGILState_Check() != 0) thread_ = PyEval_SaveThread();
+  }
+  ~GilReleaseIfHeld() {
+    if (thread_) PyEval_RestoreThread(thread_);
+  }
+  GilReleaseIfHeld(const GilReleaseIfHeld&) = delete;
+  GilReleaseIfHeld& operator=(const GilReleaseIfHeld&) = delete;
+
+ private:
+  PyThreadState* thread_ = nullptr;
+};
+
+}  // namespace zrpy

@@ -1,0 +1,186 @@
+// The one place that knows which CPython it is compiled for: everything that differs between
+// CPython 3.5 and 3.13 has one name here, with the meaning that it has on the newest. It is the
+// first include of each file that needs the runtime, since Python.h sets feature macros for the
+// standard headers.
+#pragma once
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+// Python.h comes first.
+#include <frameobject.h>
+#include <marshal.h>
+
+#if PY_VERSION_HEX < 0x03050000 || PY_VERSION_HEX >= 0x030F0000
+#error "zrpythoninterp is made for CPython 3.5 to 3.13"
+#endif
+
+#if defined(__GNUC__)
+#define ZR_DEPRECATED_CALLS_BEGIN \
+  _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wdeprecated-declarations\"")
+#define ZR_DEPRECATED_CALLS_END _Pragma("GCC diagnostic pop")
+#else
+#define ZR_DEPRECATED_CALLS_BEGIN __pragma(warning(push)) __pragma(warning(disable : 4996))
+#define ZR_DEPRECATED_CALLS_END __pragma(warning(pop))
+#endif
+
+namespace zrpy {
+
+// ---- where the runtime's files lie, relative to its home ----
+constexpr int kRuntimeMajor = PY_MAJOR_VERSION;
+constexpr int kRuntimeMinor = PY_MINOR_VERSION;
+
+// From 3.11 on the modules that a start needs, all but the encodings, are frozen into the runtime.
+#if PY_VERSION_HEX >= 0x030B0000
+constexpr bool kStartModulesAreFrozen = true;
+#else
+constexpr bool kStartModulesAreFrozen = false;
+#endif
+
+// ---- start (PyConfig since 3.8) ----
+
+// Brings the runtime up, with UTF-8 as its text encoding wherever the runtime offers that (3.7).
+// Both texts must live as long as the process. Gives false when the runtime refused; it can then
+// never be started in this process. The lock is held by the calling thread afterwards.
+bool StartRuntime(const wchar_t* home, const wchar_t* program);
+
+// Since 3.7 the start itself makes the lock usable by other threads.
+inline void EnableThreads() {
+#if PY_VERSION_HEX < 0x03070000
+  PyEval_InitThreads();
+#endif
+}
+
+// Deprecated since 3.11, with no other call that leaves sys.path alone on all.
+inline void SetArguments(int count, wchar_t** arguments) {
+  ZR_DEPRECATED_CALLS_BEGIN
+  PySys_SetArgvEx(count, arguments, 0);
+  ZR_DEPRECATED_CALLS_END
+}
+
+// ---- the last printed error (sys.last_exc since 3.12, beside the older three) ----
+#if PY_VERSION_HEX >= 0x030C0000
+constexpr bool kHasLastException = true;
+#else
+constexpr bool kHasLastException = false;
+#endif
+
+// ---- running code ----
+
+// Audit hooks came with 3.8. Gives false, with an error pending, when a hook objects.
+inline bool AuditExec(PyObject* code) {
+#if PY_VERSION_HEX >= 0x03080000
+  return PySys_Audit("exec", "O", code) == 0;
+#else
+  static_cast<void>(code);
+  return true;
+#endif
+}
+
+// Since 3.8 a run of text completes a namespace that has no builtins; code objects are run without
+// that, so it is done here. False with an error pending when it fails.
+inline bool CompleteNamespace(PyObject* globals) {
+#if PY_VERSION_HEX >= 0x03080000
+  if (PyDict_GetItemString(globals, "__builtins__") == nullptr) {
+    return PyDict_SetItemString(globals, "__builtins__", PyEval_GetBuiltins()) == 0;
+  }
+#else
+  static_cast<void>(globals);
+#endif
+  return true;
+}
+
+// The words of a compiled file between its magic word and its code: time and size, and from 3.7 on
+// flags ahead of them.
+#if PY_VERSION_HEX >= 0x03070000
+constexpr int kCompiledHeaderBytes = 16;
+#else
+constexpr int kCompiledHeaderBytes = 12;
+#endif
+
+// The thread identifier in the form that PyThreadState_SetAsyncExc takes (unsigned since 3.7).
+#if PY_VERSION_HEX >= 0x03070000
+using AsyncThreadId = unsigned long;
+#else
+using AsyncThreadId = long;
+#endif
+
+// ---- text ----
+
+// Since 3.12 every text can be read in place; before, one made by an old interface may have to be
+// laid out first. False with an error pending when that fails.
+inline bool MakeReady(PyObject* text) {
+#if PY_VERSION_HEX < 0x030C0000
+  return PyUnicode_READY(text) == 0;
+#else
+  static_cast<void>(text);
+  return true;
+#endif
+}
+
+// ---- frames (getters with new references since 3.9; the fields left the headers with 3.11) ----
+
+// New reference, never null.
+inline PyCodeObject* NewFrameCode(PyFrameObject* frame) {
+#if PY_VERSION_HEX >= 0x03090000
+  return PyFrame_GetCode(frame);
+#else
+  Py_INCREF(frame->f_code);
+  return frame->f_code;
+#endif
+}
+
+// The number of calling frames behind the frame: 0 for the outermost. Runs no Python code.
+inline int FrameDepth(PyFrameObject* frame) {
+  int depth = 0;
+#if PY_VERSION_HEX >= 0x030B0000
+  // A caller's frame lives as long as the frame that it called: no reference need be kept.
+  for (PyFrameObject* back = PyFrame_GetBack(frame); back != nullptr;
+       back = PyFrame_GetBack(back)) {
+    Py_DECREF(back);
+    ++depth;
+  }
+#else
+  for (PyFrameObject* back = frame->f_back; back != nullptr; back = back->f_back) ++depth;
+#endif
+  return depth;
+}
+
+// ---- errors as instances (3.10, 3.12) and opcodes ----
+
+// Which of its own errors the runtime stores as exception instances where 3.5 stores a text:
+// ImportError of "from m import name" since 3.7, NameError and AttributeError since 3.10, all
+// since 3.12.
+constexpr bool kImportFromErrorIsInstance = PY_VERSION_HEX >= 0x03070000;
+constexpr bool kNameErrorIsInstance = PY_VERSION_HEX >= 0x030A0000;
+constexpr bool kEveryErrorIsInstance = PY_VERSION_HEX >= 0x030C0000;
+
+// Since 3.11 handlers stand in a table of their own; before, instructions open and close blocks.
+constexpr bool kHasExceptionTable = PY_VERSION_HEX >= 0x030B0000;
+
+// The bytes that one unit of a jump's argument stands for: instructions are counted since 3.10.
+constexpr int kJumpUnit = PY_VERSION_HEX >= 0x030A0000 ? 2 : 1;
+
+// What an instruction does to the way of an error. The numbers of the instructions change with
+// every release, and 3.13 renumbered all of them.
+enum class Op : unsigned char {
+  kOther,
+  kExtendedArg,
+  kRaise,  // a raise statement, also that of assert
+  kImportName,
+  kImportFrom,
+  kReturnGenerator,
+  kSuspend,  // where throw() enters a generator: it waits at this instruction
+  kHandler,  // the first instruction of an except, finally or with handler (3.11)
+  // Blocks and jumps, known up to 3.10 only.
+  kSetupHandler,
+  kSetupLoop,  // up to 3.7
+  kPopBlock,
+  kJump,
+  kJumpForward,
+  kBranch,
+  kBranchForward,
+  kLeave,
+};
+Op OpOf(unsigned char opcode);
+
+}  // namespace zrpy

@@ -1,0 +1,30 @@
+// One life of the runtime: from a start to its stop. What the library keeps between calls is kept
+// for one life only.
+#pragma once
+
+#include <cstdint>
+
+namespace zrpy {
+
+class RuntimeLife {
+ public:
+  // The number of the life that runs, 0 when none does or its stop has begun. Any thread.
+  static std::uint64_t Current();
+
+  // Lock held. Arranges that a function is called when the running life ends, with the lock held
+  // and the runtime still whole: there it drops what it keeps. Called once a life, so to be
+  // arranged anew.
+  static void CallAtStop(void (*drop)());
+
+  // False once the runtime has begun to take its modules apart: script code that runs even then (a
+  // __del__ method) can call back into the host, whose evaluations must fail.
+  static bool CanEvaluate();
+
+  // For the start and the stop only. Begin: lock held. End: without the lock; from then on nothing
+  // new is kept. DropKept: lock held.
+  static void Begin();
+  static void End();
+  static void DropKept();
+};
+
+}  // namespace zrpy

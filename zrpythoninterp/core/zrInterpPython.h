@@ -1,0 +1,283 @@
+#pragma once
+
+#include <zrpythoninterp/core/zrCallbacks.h>
+#include <zrpythoninterp/core/zrPythonError.h>
+#include <zrpythoninterp/host/zrExport.h>
+#include <zrpythoninterp/host/zrInterp.h>
+#include <zrpythoninterp/host/zrInterpTraceInfo.h>
+#include <zrpythoninterp/host/zrStlMap.h>
+#include <zrpythoninterp/host/zrStlVector.h>
+#include <zrpythoninterp/host/zrString.h>
+#include <zrpythoninterp/host/zrVariant.h>
+#include <zrpythoninterp/host/zrxNotifierEvent.h>
+#include <zrpythoninterp/host/zrxObserver.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+struct _object;
+typedef struct _object PyObject;
+struct _ts;
+typedef struct _ts PyThreadState;
+
+namespace zrpy {
+class Entry;
+class ObserverWalk;
+}  // namespace zrpy
+
+/// The Python interpreter of the host's script framework.
+///
+/// The first evaluation starts the runtime, Close or the destructor stops it. The runtime belongs
+/// to the process: one object at a time has it started, and a start while it is up (through another
+/// object, or by somebody else) fails and changes nothing.
+///
+/// Owns: nothing of the host's; observers must be removed before they are destroyed.
+/// Threads: evaluations may come from any number of threads at once. Init's start, Close and the
+/// destructor are for one thread at a time, with no evaluation alongside and not from inside one, a
+/// callback or an observer. SetAlert and SetExit are for times when no evaluation runs.
+/// Lock: every evaluation takes the runtime's lock and gives it back; callbacks run under it,
+/// observers without it. Between operations nobody holds it.
+/// Fails: by result. A Python error goes to the alert callback, is printed by the runtime and
+/// cleared; LastError tells more. Only std::bad_alloc and what a callback throws leave as
+/// exceptions, with the lock given back and no Python error pending. Form: text goes into scripts
+/// as UTF-8 and comes out as ASCII, each up to its first NUL. Whole numbers cross as the platform's
+/// long.
+class ZR_EXPORT zrInterpPython : public zrInterp {
+ public:
+  // ---- core/zrInterpPython.cpp: the object ----
+
+  ~zrInterpPython() override;
+  zrInterpPython(const zrInterpPython&) = delete;
+  zrInterpPython& operator=(const zrInterpPython&) = delete;
+
+  /// Sets the callback for error texts; null takes it away. Always true.
+  bool SetAlert(AlertFn alert) override;
+  /// Sets the callback for scripts that ask the process to end; null takes it away.
+  void SetExit(ExitFn exit);
+  /// "py", the extension of script files, without a dot. Static lifetime.
+  const char* GetStdExtension() const override;
+
+  // These have no Python counterpart: false or an empty value, and nothing is touched.
+  zrVariant GetGlobal(const zrString& name) override;
+  bool SetGlobal(const zrString& name, const zrVariant& value) override;
+  using zrInterp::InvokeGlobalMethod;
+  bool InvokeGlobalMethod(const zrString& method, zrStlVector<zrVariant>& arguments,
+                          zrVariant& result) override;
+  using zrInterp::InvokeStaticMethod;
+  bool InvokeStaticMethod(const zrString& type, const zrString& method,
+                          zrStlVector<zrVariant>& arguments, zrVariant& result) override;
+  using zrInterp::InvokeMethod;
+  bool InvokeMethod(const zrString& type, void* object, const zrString& method,
+                    zrStlVector<zrVariant>& arguments, zrVariant& result) override;
+
+  // ---- core/StartStop.cpp: the runtime comes up and goes down ----
+
+  /// Makes sure that the runtime is up for this object; every evaluation calls it first. A start
+  /// looks for the runtime relative to the installation root, tests what it finds there, and
+  /// prepares the search path and the arguments of scripts. Lock: not held afterwards. Fails: false
+  /// when no usable runtime was found, or it refused to start, or is up already through somebody
+  /// else. The process lives, and a later call tries again.
+  bool Init() override;
+  /// Stops the runtime, and with it ends all that scripts left in it. Waits for the scripts'
+  /// threads that are no daemons. Any thread may stop, whichever started. Script code that runs
+  /// during the stop may call back into the host. Fails: true when the object is stopped
+  /// afterwards, also when it never was started; false when the calling thread holds the runtime's
+  /// lock, which means from inside an evaluation.
+  bool Close() override;
+
+  // ---- eval/EvalScript.cpp: source text ----
+
+  using zrInterp::EvalScript;
+  /// Runs statements in __main__, where the names that they bind stay. The second text is not read.
+  /// Fails: false when the text raised.
+  bool EvalScript(const zrString& script, const zrString& second) override;
+  /// Evaluates an expression (resultName empty), or runs statements and gives the value of the name
+  /// that they bound, on top of __main__: what the text binds is dropped.
+  /// Fails: ok tells whether there was a value, not whether it could be converted: None is a value
+  /// and comes as an empty variant.
+  zrVariant EvalScript(const zrString& script, const zrString& resultName, bool& ok) override;
+  /// The same in a named context, where the names that the text binds stay. The context is made if
+  /// it does not exist. An empty context means the three-argument form.
+  zrVariant EvalScript(const zrString& script, const zrString& resultName, bool& ok,
+                       const zrString& context) override;
+  /// Evaluates the text in __main__ as an expression; if that fails in whatever way, runs the whole
+  /// text again as statements. Only the second failure is reported.
+  /// Fails: ok tells whether the text ran to its end.
+  zrVariant EvalScript2(const zrString& script, bool& ok) override;
+
+  // ---- eval/EvalFile.cpp: script files ----
+
+  using zrInterp::EvalFile;
+  /// Runs a script file in __main__: source, or a compiled file (extension "pyc", or the one beside
+  /// a missing "py"). __file__ names it for the length of the run. Fails: false when the file could
+  /// not be opened or raised.
+  bool EvalFile(const zrString& file) override;
+  /// The same in a named context, which is made if it does not exist, with the context's name as
+  /// __name__.
+  bool EvalFile(const zrString& file, const zrString& context) override;
+  /// Runs the file in new namespaces filled from the maps, and writes the names that the script
+  /// left there back into them when it ran to its end. One namespace serves when locals is null or
+  /// the same map. Names whose value has no form on the other side are passed over. Fails: false
+  /// when the file could not be opened or raised; the maps are then as they were.
+  virtual bool EvalFile(const zrString& file, zrStlMap<zrString, zrVariant>& globals,
+                        zrStlMap<zrString, zrVariant>* locals);
+
+  // ---- eval/Exchange.cpp: single values in and out ----
+
+  /// The value of an expression in __main__.
+  /// Fails: an empty variant, as for a value that has no host form; the alert tells them apart.
+  zrVariant Export(const zrString& expression) override;
+  /// The value of an expression in a named context, which is made if it does not exist; in __main__
+  /// for an empty context.
+  virtual zrVariant Export(const zrString& expression, const zrString& context);
+  /// Binds a name in __main__ to a value, replacing what it was bound to.
+  /// Fails: false when the value has no Python form or the name is no UTF-8.
+  bool Import(const zrString& name, const zrVariant& value) override;
+  /// The same in a named context, which is made if it does not exist; the empty text is a name too.
+  virtual bool Import(const zrString& name, const zrVariant& value, const zrString& context);
+
+  // ---- eval/LastError.cpp: what happened, and stopping it ----
+
+  /// The error that the last evaluation reported; empty when it ran clean. While the alert or the
+  /// exit callback runs, the error that it is called for. Any thread, with or without the lock.
+  zrPythonError LastError() const;
+  /// Ends the evaluations that run: each raises KeyboardInterrupt at its next line of Python. Code
+  /// that waits outside Python (a sleep, a read) raises it when it comes back.
+  /// Threads: any but a signal handler. Not while the runtime starts or stops.
+  /// Lock: taken and given back.
+  /// Fails: false when no evaluation ran.
+  bool InterruptScript();
+
+  // ---- trace/Observers.cpp: who is told ----
+
+  /// Registers an observer of trace events; one that is registered already stays so once.
+  /// Owns: nothing; the observer must be removed before it is destroyed.
+  /// Threads: any, also during a notification; the observer is told of the running event when its
+  /// address lies behind that of the one which is being told.
+  void AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) override;
+  /// Takes an observer out; one that is not registered is no error. When it returns, no thread is
+  /// in a call of the observer any more and none will come, so that it can be destroyed. Called
+  /// from inside a notification it returns at once: another thread may then still be in its call.
+  /// Threads: any. It can wait for running notifications; a thread that holds the runtime's lock
+  /// gives it up while it waits.
+  void RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) override;
+
+  // ---- trace/TraceHook.cpp: from a trace event to the observers ----
+
+  /// Hands one event of the runtime's trace interface to the interpreter that is registered under
+  /// the name "python". For the host's own trace function: the library installs none. Owns: borrows
+  /// both objects. frame is the runtime's frame object, or null; arg is not read. Threads: any; the
+  /// runtime must be up. Lock: held or not; as before afterwards. Fails: always 0.
+  static int s_TraceHook(PyObject* frame, zrString event, PyObject* arg);
+  /// The same for this interpreter. Tells the observers of the events "line", "call" and "return"
+  /// of files outside the installation (but for its tutorials), the runtime and the user's Python
+  /// base. Lock: given up while observers run. What an observer throws passes through, with the
+  /// lock as it was.
+  int TraceHook(PyObject* frame, zrString event, PyObject* arg);
+
+  // ---- trace/Switches.cpp: tracing and debugging on and off ----
+
+  /// While tracing is off, only the observer with the lowest address is told of an event. Any
+  /// thread.
+  void StartTracing() override;
+  void StopTracing() override;
+  /// Installs the framework's debug traps and starts tracing, unless debugging is on already.
+  void StartDebugging() override;
+  /// Stops tracing and takes the traps out, unless debugging is off.
+  void StopDebugging() override;
+
+ protected:
+  // ---- core/zrInterpPython.cpp: the object ----
+
+  /// For derived classes and the creator. home is the installation root, user the user's directory
+  /// or empty; the texts are copied. Nothing of the runtime, the environment or the disk is
+  /// touched.
+  zrInterpPython(const zrStlVector<zrString>& arguments, const zrString& home, ExitFn exit,
+                 const zrString& user);
+  zrInterpPython(const zrString& home, ExitFn exit, const zrString& user);
+  /// A count below 1 means no arguments; the vector is then not read.
+  zrInterpPython(int count, char** const arguments, const zrString& home, ExitFn exit,
+                 const zrString& user);
+
+  // ---- trace/Observers.cpp: who is told ----
+
+  /// Calls the observers by ascending address, and ends the walk when tracing is off after a call.
+  /// Lock: not held.
+  void NotifyObservers(const zrxNotifierEvent<zrInterpTraceInfo*>& event) override;
+
+  // ---- trace/Switches.cpp: tracing and debugging on and off ----
+
+  bool InstallDebugTraps() override;
+  bool UninstallDebugTraps() override;
+
+ private:
+  friend class zrPythonInterpCreator;
+  friend class zrpy::Entry;
+  friend class zrpy::ObserverWalk;
+
+  using Observer = zrxObserver<zrInterpTraceInfo*>;
+  using Handler = void (Observer::*)(const zrxNotifierEvent<zrInterpTraceInfo*>&);
+
+  // ---- core/zrInterpPython.cpp: the object ----
+
+  // In the copy constructor's place, so that nothing is copied from a zrInterp. Never called.
+  explicit zrInterpPython(const zrInterp& other);
+  zrInterpPython& operator=(const zrInterp& other);
+
+  // ---- core/StartStop.cpp: the runtime comes up and goes down ----
+
+  void start();
+  void stop();
+
+  // ---- core/ScriptEnvironment.cpp: what a start prepares for scripts ----
+
+  void setUserBase() const;
+  void extendSearchPath();
+  void setArguments() const;
+
+  // ---- convert/Conversions.cpp: values, both ways ----
+
+  bool ConvertPyObjectToVariant(zrVariant& out, PyObject*& object);
+  bool ConvertVariantToPyObject(PyObject*& object, const zrVariant& value);
+
+  // ---- eval/Exceptions.cpp: what scripts raise ----
+
+  void handleExceptions();
+
+  // ---- eval/LastError.cpp: what happened, and stopping it ----
+
+  void setLastError(const zrPythonError* error);  // null: the evaluation ran clean
+
+  // ---- eval/RunFile.cpp: one script file ----
+
+  bool RunFile(const zrString& file, PyObject* globals, PyObject* locals);
+
+  // Ascending by address. Not owned.
+  zrStlMap<Observer*, Handler> observers_;
+  AlertFn alertFn_ = nullptr;
+  ExitFn exitFn_ = nullptr;
+  PyThreadState* mainThreadState_ = nullptr;  // the runtime's
+  zrStlVector<zrString> args_;
+  zrString homePath_;    // backslashes after the first Init
+  zrString userPath_;    // as given
+  zrString pythonPath_;  // set by each start; backslashes after Init
+
+  // The error that was reported last, read from any thread.
+  mutable std::mutex lastErrorMutex_;
+  std::atomic<bool> hasLastError_{false};
+  zrPythonError lastError_;
+
+  // What walks of the observers need beside observers_: see trace/ObserverWalk.h.
+  struct ObserverEntry {
+    Observer* observer;
+    Handler handler;
+  };
+  std::mutex observersMutex_;
+  std::condition_variable walkMoved_;
+  std::atomic<std::uint64_t> observersRevision_{0};
+  std::shared_ptr<const zrStlVector<ObserverEntry>> observerList_;
+  zrpy::ObserverWalk* walks_ = nullptr;
+};
