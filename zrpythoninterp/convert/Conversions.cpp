@@ -1,0 +1,15 @@
+// The members that convert: doors to the two functions. Test: tests/convert.
+#include <zrpythoninterp/core/GilGuard.h>
+// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/convert/FromVariant.h>
+#include <zrpythoninterp/convert/ToVariant.h>
+#include <zrpythoninterp/core/zrInterpPython.h>
+
+bool zrInterpPython::ConvertPyObjectToVariant(zrVariant& out, PyObject*& object) {
+  return zrpy::ToVariant(out, object);
+}
+
+bool zrInterpPython::ConvertVariantToPyObject(PyObject*& object, const zrVariant& value) {
+  object = zrpy::FromVariant(value).release();
+  return object != nullptr;
+}
