@@ -1,0 +1,59 @@
+// Entering and leaving the runtime. Private here: the list of the evaluations that run, guarded by
+// the runtime's lock. Test: tests/eval/Entry_test.cpp.
+#include <zrpythoninterp/core/GilGuard.h>
+// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/RuntimeLife.h>
+#include <zrpythoninterp/core/zrInterpPython.h>
+#include <zrpythoninterp/eval/Entry.h>
+
+namespace zrpy {
+
+namespace {
+
+Entry* newest = nullptr;
+
+}  // namespace
+
+Entry::Entry(zrInterpPython& interp)
+    : canEvaluate_(RuntimeLife::CanEvaluate()),
+      thread_(PyThread_get_thread_ident()),
+      previous_(newest) {
+  interp.setLastError(nullptr);
+  if (PyErr_Occurred() != nullptr) {
+    if (gil_.nested()) {
+      outer_.Park();
+    } else {
+      interp.handleExceptions();
+    }
+  }
+  if (previous_) previous_->next_ = this;
+  newest = this;
+}
+
+Entry::~Entry() {
+  (next_ ? next_->previous_ : newest) = previous_;
+  if (previous_) previous_->next_ = next_;
+  // An interrupt that came too late must not hit the next evaluation on the thread; one around this
+  // one it may still hit.
+  if (interrupted_ && !Runs(thread_)) {
+    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(thread_), nullptr);
+  }
+  PyErr_Clear();
+}
+
+bool Entry::Runs(unsigned long thread) {
+  for (const Entry* entry = newest; entry; entry = entry->previous_) {
+    if (entry->thread_ == thread) return true;
+  }
+  return false;
+}
+
+bool Entry::InterruptAll() {
+  for (Entry* entry = newest; entry; entry = entry->previous_) {
+    entry->interrupted_ = true;
+    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(entry->thread_), PyExc_KeyboardInterrupt);
+  }
+  return newest != nullptr;
+}
+
+}  // namespace zrpy

@@ -1,0 +1,105 @@
+// Script files: the forms of EvalFile. Private here: maps of the host as namespaces, there and
+// back. Test: tests/eval/EvalFile_test.cpp.
+#include <zrpythoninterp/core/GilGuard.h>
+// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/convert/FromVariant.h>
+#include <zrpythoninterp/convert/ToVariant.h>
+#include <zrpythoninterp/core/ErrorStash.h>
+#include <zrpythoninterp/core/zrInterpPython.h>
+#include <zrpythoninterp/eval/Entry.h>
+#include <zrpythoninterp/eval/Namespaces.h>
+
+#include <iterator>
+#include <utility>
+
+namespace {
+
+using zrpy::Entry;
+using zrpy::ErrorStash;
+using zrpy::PyRef;
+using VariableMap = zrStlMap<zrString, zrVariant>;
+
+// Lock held. Names whose value has no Python form are left out. May leave an error pending.
+void Fill(PyObject* dict, const VariableMap& variables) {
+  ErrorStash errors;
+  for (const auto& [name, value] : variables) {
+    const PyRef object = zrpy::FromVariant(value);
+    if (!object || PyDict_SetItemString(dict, name.c_str(), object.get()) < 0) errors.Park();
+  }
+}
+
+// Lock held. Names whose key or value has no form in the host leave the map as it is; so does the
+// runtime's own entry, which as a text would take all builtins from the next run. May leave an
+// error pending.
+void CopyBack(PyObject* dict, VariableMap& variables) {
+  ErrorStash errors;
+  PyObject* key = nullptr;
+  PyObject* value = nullptr;
+  Py_ssize_t position = 0;
+  auto hint = variables.begin();
+  // Script code that runs here may change the dictionary; what it adds is not visited.
+  for (Py_ssize_t left = PyDict_Size(dict); left > 0 && PyDict_Next(dict, &position, &key, &value);
+       --left) {
+    const PyRef keptKey = PyRef::Borrow(key);
+    const PyRef keptValue = PyRef::Borrow(value);
+    zrString name;
+    zrVariant variable;
+    if (zrpy::AppendText(name, key) && name != "__builtins__" && zrpy::ToVariant(variable, value)) {
+      // The dictionary's order is mostly the map's, so each entry goes in behind the one before.
+      hint = std::next(variables.insert_or_assign(hint, std::move(name), std::move(variable)));
+    }
+    errors.Park();
+  }
+}
+
+}  // namespace
+
+bool zrInterpPython::EvalFile(const zrString& file) {
+  if (!Init()) return false;
+  const Entry entry(*this);
+  if (!entry) return false;
+  const PyRef main = PyRef::Borrow(zrpy::MainDict());
+  if (main) return RunFile(file, main.get(), main.get());
+  handleExceptions();
+  return false;
+}
+
+bool zrInterpPython::EvalFile(const zrString& file, const zrString& context) {
+  if (!Init()) return false;
+  const Entry entry(*this);
+  if (!entry) return false;
+  const PyRef dict = zrpy::FindOrCreateContext(context, zrpy::Seeding::kNameAndBuiltins);
+  if (dict) return RunFile(file, dict.get(), dict.get());
+  handleExceptions();
+  return false;
+}
+
+bool zrInterpPython::EvalFile(const zrString& file, VariableMap& globals, VariableMap* locals) {
+  if (!Init()) return false;
+  const Entry entry(*this);
+  if (!entry) return false;
+  const bool hasLocals = locals && locals != &globals;
+  const PyRef first = zrpy::NewNamespace();
+  const PyRef second = hasLocals ? PyRef::Steal(PyDict_New()) : PyRef::Borrow(first.get());
+  if (!first || !second) {
+    handleExceptions();
+    return false;
+  }
+  {
+    ErrorStash errors;
+    Fill(first.get(), globals);
+    errors.Park();
+    if (hasLocals) Fill(second.get(), *locals);
+  }
+  handleExceptions();  // what did not convert; the file runs all the same
+
+  if (!RunFile(file, first.get(), second.get())) return false;
+  {
+    ErrorStash errors;
+    CopyBack(first.get(), globals);
+    errors.Park();
+    if (hasLocals) CopyBack(second.get(), *locals);
+  }
+  handleExceptions();
+  return true;
+}

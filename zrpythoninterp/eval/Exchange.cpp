@@ -1,0 +1,52 @@
+// Single values in and out: Import and Export. Test: tests/eval/Exchange_test.cpp.
+#include <zrpythoninterp/core/GilGuard.h>
+// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/convert/FromVariant.h>
+#include <zrpythoninterp/core/zrInterpPython.h>
+#include <zrpythoninterp/eval/Entry.h>
+#include <zrpythoninterp/eval/Namespaces.h>
+
+namespace {
+
+using zrpy::Entry;
+using zrpy::PyRef;
+
+// Lock held. True when the name is bound. May leave an error pending.
+bool Bind(PyObject* dict, const zrString& name, const zrVariant& value) {
+  const PyRef object = zrpy::FromVariant(value);
+  return object && PyDict_SetItemString(dict, name.c_str(), object.get()) == 0;
+}
+
+}  // namespace
+
+bool zrInterpPython::Import(const zrString& name, const zrVariant& value) {
+  if (!Init()) return false;
+  const Entry entry(*this);
+  if (!entry) return false;
+  PyObject* const main = zrpy::MainDict();
+  const bool bound = main && Bind(main, name, value);
+  handleExceptions();
+  return bound;
+}
+
+// The context is made also when the value then has no Python form.
+bool zrInterpPython::Import(const zrString& name, const zrVariant& value, const zrString& context) {
+  if (!Init()) return false;
+  const Entry entry(*this);
+  if (!entry) return false;
+  bool bound = false;
+  if (const PyRef dict = zrpy::FindOrCreateContext(context, zrpy::Seeding::kBuiltins)) {
+    bound = Bind(dict.get(), name, value);
+  }
+  handleExceptions();
+  return bound;
+}
+
+zrVariant zrInterpPython::Export(const zrString& expression) {
+  return Export(expression, zrString());
+}
+
+zrVariant zrInterpPython::Export(const zrString& expression, const zrString& context) {
+  bool ok = false;
+  return EvalScript(expression, zrString(), ok, context);
+}

@@ -1,0 +1,115 @@
+// One script file: RunFile. Private here: choosing between source and compiled file, and the life
+// of
+// __file__. Test: tests/eval/RunFile_test.cpp.
+#include <zrpythoninterp/core/GilGuard.h>
+// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/ErrorStash.h>
+#include <zrpythoninterp/core/zrInterpPython.h>
+#include <zrpythoninterp/eval/CompiledFile.h>
+#include <zrpythoninterp/host/Platform.h>
+#include <zrpythoninterp/host/uklFile.h>
+#include <zrpythoninterp/host/uklFileInfo.h>
+
+#include <cstdio>
+
+namespace {
+
+using zrpy::ErrorStash;
+using zrpy::PyRef;
+
+struct ScriptFile {
+  zrString path;  // what is opened, shown as __file__, and named in messages
+  bool compiled;
+};
+
+// A missing source file is replaced by the compiled one beside it; never the other way round.
+ScriptFile ChooseFile(const zrString& file) {
+  const uklFileInfo info(file);
+  const zrString stem = info.GetPath() + info.GetBaseName();
+  zrString extension = info.GetFileExtension();
+  if (extension == "py" && !uklFile::Exists(file) && uklFile::Exists(stem + ".pyc")) {
+    extension = "pyc";
+  }
+  const bool named =
+      !extension.empty() || zrpy::kKeepsTrailingDot || (!file.empty() && file.back() == '.');
+  ScriptFile script{named ? stem + "." + extension : stem, extension == "pyc"};
+  zrpy::ToNative(script.path);
+  return script;
+}
+
+// __file__ in a namespace for the length of a run. What it held before is held by a reference of
+// its own, since setting the entry drops the dictionary's, and put back at the end, whatever the
+// script did to the entry. Both ends leave the error indicator as they find it.
+class FileAttribute {
+ public:
+  FileAttribute(PyObject* globals, PyObject* path)
+      : globals_(PyRef::Borrow(globals)),
+        saved_(PyRef::Borrow(PyDict_GetItemString(globals, kName))),
+        set_(PyDict_SetItemString(globals, kName, path) == 0) {}
+  FileAttribute(const FileAttribute&) = delete;
+  FileAttribute& operator=(const FileAttribute&) = delete;
+  ~FileAttribute() {
+    if (!set_) return;
+    ErrorStash pending;
+    pending.Park();
+    const int done = saved_ ? PyDict_SetItemString(globals_.get(), kName, saved_.get())
+                            : PyDict_DelItemString(globals_.get(), kName);
+    if (done < 0) PyErr_Clear();  // the script removed it itself
+  }
+
+  // False, with an error pending, when the namespace could not take the entry.
+  explicit operator bool() const { return set_; }
+
+ private:
+  static constexpr const char* kName = "__file__";
+
+  const PyRef globals_;
+  const PyRef saved_;
+  const bool set_;
+};
+
+// Null with an IOError pending. A directory opens like a file here and there, and would run as an
+// empty script.
+std::FILE* Open(PyObject* path, const ScriptFile& script) {
+  std::FILE* stream = _Py_fopen_obj(path, script.compiled ? "rb" : "r");
+  if (stream && zrpy::IsDirectory(stream)) {
+    std::fclose(stream);
+    stream = nullptr;
+  }
+  if (!stream) {
+    PyErr_SetString(PyExc_IOError, ("could not open file - " + script.path).c_str());
+  }
+  return stream;
+}
+
+// Null with an error pending. The stream is closed ahead of the code's run, or by the runtime.
+PyRef Run(std::FILE* stream, const ScriptFile& script, PyObject* globals, PyObject* locals) {
+  if (!script.compiled) {
+    return PyRef::Steal(
+        PyRun_FileExFlags(stream, script.path.c_str(), Py_file_input, globals, locals, 1, nullptr));
+  }
+  const PyRef code = zrpy::ReadCompiledFile(stream, script.path);
+  return PyRef::Steal(code ? PyEval_EvalCode(code.get(), globals, locals) : nullptr);
+}
+
+}  // namespace
+
+// Lock held. Borrows both namespaces, which may be one. Reports what went wrong, with __file__
+// still set, and leaves no error pending.
+bool zrInterpPython::RunFile(const zrString& file, PyObject* globals, PyObject* locals) {
+  const ScriptFile script = ChooseFile(file);
+  const PyRef path = PyRef::Steal(PyUnicode_FromString(script.path.c_str()));
+  if (!path) {
+    handleExceptions();  // a path that is no UTF-8 has no Python text
+    return false;
+  }
+  const FileAttribute shown(globals, path.get());
+  bool ran = false;
+  if (shown) {
+    if (std::FILE* const stream = Open(path.get(), script)) {
+      ran = static_cast<bool>(Run(stream, script, globals, locals));
+    }
+  }
+  handleExceptions();
+  return ran;
+}
