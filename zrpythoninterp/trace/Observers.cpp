@@ -1,0 +1,34 @@
+// Who is told of trace events: AddObserver, RemoveObserver, NotifyObservers. Private here: nothing;
+// the walk has a file of its own. Test: tests/trace/Observers_test.cpp.
+#include <zrpythoninterp/core/GilGuard.h>
+// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/zrInterpPython.h>
+#include <zrpythoninterp/trace/ObserverWalk.h>
+
+void zrInterpPython::AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
+  const std::lock_guard<std::mutex> lock(observersMutex_);
+  if (!observers_.emplace(&observer, &Observer::Notify).second) return;
+  observerList_.reset();
+  ++observersRevision_;
+}
+
+// The wait is for the time without the runtime's lock, since an observer may take it, and without
+// the mutex when the lock is taken back.
+void zrInterpPython::RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
+  {
+    const std::lock_guard<std::mutex> lock(observersMutex_);
+    if (observers_.erase(&observer) != 0) {
+      observerList_.reset();
+      ++observersRevision_;
+    }
+    // Two observers that take each other out would wait for each other.
+    if (zrpy::ObserverWalk::OnThisThread() || zrpy::ObserverWalk::AllAreCurrent(*this)) return;
+  }
+  const zrpy::GilReleaseIfHeld released;
+  std::unique_lock<std::mutex> lock(observersMutex_);
+  walkMoved_.wait(lock, [this] { return zrpy::ObserverWalk::AllAreCurrent(*this); });
+}
+
+void zrInterpPython::NotifyObservers(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
+  zrpy::ObserverWalk(*this).Run(event);
+}

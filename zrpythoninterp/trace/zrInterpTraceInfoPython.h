@@ -1,0 +1,46 @@
+#pragma once
+
+#include <zrpythoninterp/host/zrExport.h>
+#include <zrpythoninterp/host/zrInterpTraceInfo.h>
+#include <zrpythoninterp/host/zrString.h>
+
+struct _object;
+typedef struct _object PyObject;
+
+/// One trace event of the Python interpreter: what observers find behind data_ of a notification.
+/// Owns: nothing of the runtime: the frame is borrowed and good for the length of the notification,
+/// in the record and in every copy of it. Threads: a plain value. Lock: none of the operations
+/// needs it; what one does with the frame does.
+class ZR_EXPORT zrInterpTraceInfoPython : public zrInterpTraceInfo {
+ public:
+  /// The texts are copied; event may be null, file must not be. depth counts the frames that called
+  /// this one, 0 for the outermost; line counts from 1.
+  zrInterpTraceInfoPython(zrInterp* interp, PyObject* frame, const char* event, int depth,
+                          const char* file, int line);
+  zrInterpTraceInfoPython(const zrInterpTraceInfoPython& other);
+  /// The source keeps its numbers and its frame, and loses its texts.
+  zrInterpTraceInfoPython(zrInterpTraceInfoPython&& other);
+  zrInterpTraceInfoPython& operator=(const zrInterpTraceInfoPython& other);
+  /// As the move constructor. Assigning a record to itself changes nothing.
+  zrInterpTraceInfoPython& operator=(zrInterpTraceInfoPython&& other);
+  ~zrInterpTraceInfoPython() override;
+
+  /// "line", "call" or "return".
+  zrString GetEvent();
+  /// The source file, UTF-8 with forward slashes; "<string>" for script text; empty when its name
+  /// has no UTF-8 form.
+  zrString GetFile();
+  /// The line in that file, from 1.
+  int Getline();
+  /// The number of calling frames, 0 for the outermost.
+  int GetDepth();
+  /// The runtime's frame object, borrowed. To look through it, take the runtime's lock.
+  PyObject* GetFrame();
+
+ private:
+  zrString event_;
+  zrString file_;
+  int line_;
+  int depth_;
+  PyObject* frame_;
+};
