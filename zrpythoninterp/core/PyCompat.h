@@ -78,16 +78,47 @@ inline bool AuditExec(PyObject* code) {
 
 // Since 3.8 a run of text completes a namespace that has no builtins; code objects are run without
 // that, so it is done here. False with an error pending when it fails.
-inline bool CompleteNamespace(PyObject* globals) {
+inline bool CompleteNamespace(PyObject* globals, PyObject* builtinsName) {
 #if PY_VERSION_HEX >= 0x03080000
-  if (PyDict_GetItemString(globals, "__builtins__") == nullptr) {
-    return PyDict_SetItemString(globals, "__builtins__", PyEval_GetBuiltins()) == 0;
-  }
+  const int has = PyDict_Contains(globals, builtinsName);
+  return has > 0 || (has == 0 && PyDict_SetItem(globals, builtinsName, PyEval_GetBuiltins()) == 0);
 #else
   static_cast<void>(globals);
-#endif
+  static_cast<void>(builtinsName);
   return true;
+#endif
 }
+
+// True when running code could be noticed by more than the code: by a trace or a profile function
+// of this thread, or, since 3.12, by a tool that cannot be asked for.
+inline bool ThreadMayBeWatched() {
+#if PY_VERSION_HEX >= 0x030C0000
+  return true;
+#else
+  const PyThreadState* const thread = PyThreadState_Get();
+  return thread->c_tracefunc != nullptr || thread->c_profilefunc != nullptr;
+#endif
+}
+
+// Keeps the collector of garbage, and with it the finalizers of scripts, from running for its life;
+// nothing before 3.10, which has no call for that.
+class GarbageWaits {
+ public:
+#if PY_VERSION_HEX >= 0x030A0000
+  GarbageWaits() : collects_(PyGC_Disable() != 0) {}
+  ~GarbageWaits() {
+    if (collects_) PyGC_Enable();
+  }
+#else
+  GarbageWaits() = default;
+  ~GarbageWaits() { static_cast<void>(collects_); }
+#endif
+  GarbageWaits(const GarbageWaits&) = delete;
+  GarbageWaits& operator=(const GarbageWaits&) = delete;
+
+ private:
+  bool collects_ = false;
+};
 
 // The words of a compiled file between its magic word and its code: time and size, and from 3.7 on
 // flags ahead of them.
@@ -147,12 +178,22 @@ inline int FrameDepth(PyFrameObject* frame) {
 
 // ---- errors as instances (3.10, 3.12) and opcodes ----
 
-// Which of its own errors the runtime stores as exception instances where 3.5 stores a text:
-// ImportError of "from m import name" since 3.7, NameError and AttributeError since 3.10, all
-// since 3.12.
-constexpr bool kImportFromErrorIsInstance = PY_VERSION_HEX >= 0x03070000;
-constexpr bool kNameErrorIsInstance = PY_VERSION_HEX >= 0x030A0000;
-constexpr bool kEveryErrorIsInstance = PY_VERSION_HEX >= 0x030C0000;
+// True when the runtime makes an instance at once of an error of its own, where 3.5 stores a bare
+// text: of all since 3.12, of NameError and AttributeError since 3.10, and since 3.7 of the
+// ImportError of "from m import name".
+inline bool IsMadeAsInstance(PyObject* type) {
+#if PY_VERSION_HEX >= 0x030C0000
+  static_cast<void>(type);
+  return true;
+#elif PY_VERSION_HEX >= 0x030A0000
+  return type == PyExc_NameError || type == PyExc_AttributeError || type == PyExc_ImportError;
+#elif PY_VERSION_HEX >= 0x03070000
+  return type == PyExc_ImportError;
+#else
+  static_cast<void>(type);
+  return false;
+#endif
+}
 
 // Since 3.11 handlers stand in a table of their own; before, instructions open and close blocks.
 constexpr bool kHasExceptionTable = PY_VERSION_HEX >= 0x030B0000;

@@ -53,7 +53,8 @@ zrString ProgramPath(const zrString& home) {
 }  // namespace
 
 bool zrInterpPython::Init() {
-  if (!initialized_) start();
+  if (initialized_) return true;  // every evaluation's way; the start has turned the slashes
+  start();
   zrpy::ToBackslashes(homePath_);
   zrpy::ToBackslashes(pythonPath_);
   return initialized_;

@@ -69,11 +69,10 @@ zrVariant zrInterpPython::EvalScript(const zrString& script, const zrString& res
 
 zrVariant zrInterpPython::EvalScript(const zrString& script, const zrString& resultName, bool& ok,
                                      const zrString& context) {
+  if (context.empty()) return EvalScript(script, resultName, ok);
   zrVariant value;
   bool found = false;
-  if (context.empty()) {
-    value = EvalScript(script, resultName, found);
-  } else if (Init()) {
+  if (Init()) {
     const Entry entry(*this);
     if (entry) {
       {

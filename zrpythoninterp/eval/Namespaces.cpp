@@ -2,13 +2,12 @@
 #include <zrpythoninterp/core/GilGuard.h>
 // GilGuard.h brings Python.h, which comes first.
 #include <zrpythoninterp/core/RuntimeLife.h>
+#include <zrpythoninterp/eval/InternedNames.h>
 #include <zrpythoninterp/eval/Namespaces.h>
 
 namespace zrpy {
 
 namespace {
-
-constexpr const char kContextTable[] = "__script_dicts__";
 
 PyRef Text(const zrString& text) { return PyRef::Steal(PyUnicode_FromString(text.c_str())); }
 
@@ -26,7 +25,7 @@ PyRef DictUnder(PyObject* dict, PyObject* key) {
 // All contexts hang from __main__, so a script can see and replace them.
 PyRef ContextTable() {
   PyObject* const module = MainModule();
-  const PyRef key = Text(kContextTable);
+  const PyRef key = Interned(Name::kContextTable);
   if (!module || !key) return PyRef();
   PyRef table = DictUnder(PyModule_GetDict(module), key.get());
   if (table || PyErr_Occurred()) return table;
@@ -46,7 +45,15 @@ void DropFirstMainDict() {
 
 }  // namespace
 
-PyObject* MainModule() { return PyImport_AddModule("__main__"); }
+PyObject* MainModule() {
+  const PyRef name = Interned(Name::kMain);
+  if (!name) return nullptr;
+  PyObject* const modules = PyImport_GetModuleDict();
+  PyObject* const module =
+      PyDict_CheckExact(modules) ? PyDict_GetItemWithError(modules, name.get()) : nullptr;
+  // The runtime makes the module anew where a script left none.
+  return module && PyModule_Check(module) ? module : PyImport_AddModule("__main__");
+}
 
 PyObject* MainDict() {
   PyObject* const module = MainModule();
