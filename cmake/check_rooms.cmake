@@ -1,0 +1,156 @@
+# Checks what no compiler does: that the rooms include each other along their arrows only, that each
+# method of zrInterpPython is defined in the file which its banner names, and that calls with one
+# place stay there. Run as a test:
+#   cmake -P cmake/check_rooms.cmake
+# It looks at a handful of faults of its own first, so that it cannot become blind unnoticed.
+cmake_minimum_required(VERSION 3.16)
+get_filename_component(LIBRARY ${CMAKE_CURRENT_LIST_DIR}/../zrpythoninterp ABSOLUTE)
+
+# What a room may include, itself among it.
+set(MAY_INCLUDE_host host)
+set(MAY_INCLUDE_core host core)
+set(MAY_INCLUDE_convert host core convert)
+set(MAY_INCLUDE_eval host core convert eval)
+set(MAY_INCLUDE_trace host core trace)
+
+# Words with one place: name, pattern, files or folders that may use it.
+set(WORDS
+  "a reference count" "Py_X?(INCREF|DECREF|NewRef)[^A-Za-z_]|Py_(CLEAR|X?SETREF)[^A-Za-z_]"
+  "core/PyRef.h|core/PyCompat.h"
+  "the runtime's lock" "PyGILState_[A-Z]|PyEval_(Save|Restore|Acquire|Release)(Thread|Lock)"
+  "core/GilGuard.h|core/StartStop.cpp|core/KeptThreadState.cpp"
+  "the runtime's release" "PY_VERSION_HEX|PY_M(AJOR|INOR|ICRO)_VERSION"
+  "core/PyCompat.h|core/PyCompat.cpp"
+  "the operating system" "_WIN32|__APPLE__|__linux__|_MSC_VER" "host/.*"
+  "the runtime's header" "#[ ]*include[ ]*[<\"]Python.h" "core/PyCompat.h")
+
+function(fault text)
+  set_property(GLOBAL APPEND PROPERTY FAULTS "${text}")
+endfunction()
+
+function(check_includes file code)
+  get_filename_component(room ${file} DIRECTORY)
+  get_filename_component(name ${file} NAME)
+  string(REGEX MATCHALL "#[ ]*include[ ]*[<\"][^>\"]*[>\"]" includes "${code}")
+  foreach(include ${includes})
+    if(include MATCHES "\"")
+      fault("${file}: ${include} is not written <zrpythoninterp/room/File.h>")
+    elseif(include MATCHES "<zrpythoninterp/([a-z]+)/([A-Za-z]+)\\.h>")
+      set(other ${CMAKE_MATCH_1})
+      set(header ${CMAKE_MATCH_2})
+      if(NOT other IN_LIST MAY_INCLUDE_${room})
+        fault("${file}: ${room} may not include from ${other} (${header}.h)")
+      endif()
+      if(name MATCHES "^(zr|ukl).*\\.h$" AND NOT header MATCHES "^(zr|ukl)")
+        fault("${file}: a public header includes the private ${header}.h")
+      endif()
+    endif()
+  endforeach()
+endfunction()
+
+function(check_words file code)
+  set(rest ${WORDS})
+  while(rest)
+    list(GET rest 0 word)
+    list(GET rest 1 pattern)
+    list(GET rest 2 places)
+    list(REMOVE_AT rest 0 1 2)
+    if(NOT file MATCHES "^(${places})$" AND code MATCHES "${pattern}")
+      fault("${file}: ${word} (${CMAKE_MATCH_0}) belongs to ${places}")
+    endif()
+  endwhile()
+endfunction()
+
+# Method_<name> holds the files under whose banner the class declares a method of the name.
+macro(read_banners)
+  file(READ ${LIBRARY}/core/zrInterpPython.h lines)
+  string(REGEX REPLACE "[][;]" " " lines "${lines}")
+  string(REPLACE "\n" ";" lines "${lines}")
+  set(banner "")
+  foreach(line IN LISTS lines)
+    if(line MATCHES "// ---- ([a-z]+/[A-Za-z]+\\.cpp):")
+      set(banner ${CMAKE_MATCH_1})
+      if(NOT EXISTS ${LIBRARY}/${banner})
+        fault("core/zrInterpPython.h: the banner's ${banner} does not exist")
+      endif()
+    elseif(line MATCHES "^  [A-Za-z~].*" AND NOT line MATCHES "^  using ")
+      string(REGEX REPLACE "//.*" "" line "${line}")
+      if(line MATCHES "([A-Za-z0-9_~]+)=?\\(")
+        list(APPEND Method_${CMAKE_MATCH_1} ${banner})
+      endif()
+    endif()
+  endforeach()
+endmacro()
+
+function(check_methods file code)
+  string(REGEX MATCHALL "\n([A-Za-z][^\n(]*[ &*])?zrInterpPython::[A-Za-z0-9_~]+=?\\(" definitions
+         "\n${code}")
+  foreach(definition ${definitions})
+    string(REGEX MATCH "zrInterpPython::([A-Za-z0-9_~]+)=?\\($" definition "${definition}")
+    set(method ${CMAKE_MATCH_1})
+    if(NOT ${file} IN_LIST Method_${method})
+      fault("${file}: zrInterpPython::${method} belongs to '${Method_${method}}'")
+    endif()
+  endforeach()
+endfunction()
+
+function(check_file file text)
+  # Comments may name anything. Brackets and semicolons would be read as CMake's own.
+  string(REGEX REPLACE "//[^\n]*" "" code "${text}")
+  string(REGEX REPLACE "[][;]" " " code "${code}")
+  check_includes(${file} "${code}")
+  check_words(${file} "${code}")
+  check_methods(${file} "${code}")
+endfunction()
+
+function(expect count file text)
+  set_property(GLOBAL PROPERTY FAULTS "")
+  check_file(${file} "${text}")
+  get_property(faults GLOBAL PROPERTY FAULTS)
+  list(LENGTH faults found)
+  if(NOT found EQUAL ${count})
+    message(FATAL_ERROR "check_rooms is blind: ${found} faults, not ${count}, in ${file}: ${text}")
+  endif()
+  set_property(GLOBAL PROPERTY FAULTS "")
+endfunction()
+
+read_banners()
+get_property(faults_of_map GLOBAL PROPERTY FAULTS)
+foreach(method Init EvalFile EvalScript EvalScript2 s_TraceHook handleExceptions zrInterpPython
+        operator)
+  if(NOT Method_${method})
+    message(FATAL_ERROR "check_rooms is blind: core/zrInterpPython.h shows no ${method}")
+  endif()
+endforeach()
+expect(0 eval/A.cpp "#include <vector>\n#include <zrpythoninterp/convert/ToVariant.h>\n")
+expect(0 eval/A.cpp "f(); // Py_INCREF(a) with PyGILState_Ensure\n")
+expect(1 eval/A.cpp "#include <zrpythoninterp/trace/TraceFilter.h>\n")
+expect(1 trace/A.cpp "#include <zrpythoninterp/eval/Entry.h>\n")
+expect(1 core/A.h "#include <zrpythoninterp/convert/ToVariant.h>\n")
+expect(1 host/A.h "#include <zrpythoninterp/core/PyRef.h>\n")
+expect(1 core/zrA.h "#include <zrpythoninterp/core/PyRef.h>\n")
+expect(1 core/A.h "#include \"PyRef.h\"\n")
+expect(1 core/A.h "#include <Python.h>\n")
+expect(2 eval/A.cpp "Py_XDECREF(a);\nPyGILState_Ensure();\n")
+expect(2 core/A.cpp "#if PY_VERSION_HEX >= 1\n#ifdef _WIN32\n")
+expect(1 core/A.cpp "bool zrInterpPython::Init() {\n")
+expect(1 eval/EvalFile.cpp "zrVariant zrInterpPython::EvalScript2(const zrString& script,\n")
+expect(1 eval/A.cpp "zrInterpPython::~zrInterpPython() {}\n")
+expect(0 core/StartStop.cpp "bool zrInterpPython::Init() {\n  return zrInterpPython::Close();\n")
+
+file(GLOB files RELATIVE ${LIBRARY} ${LIBRARY}/*/*.h ${LIBRARY}/*/*.cpp)
+foreach(file ${files})
+  file(READ ${LIBRARY}/${file} text)
+  check_file(${file} "${text}")
+endforeach()
+list(LENGTH files count)
+if(count LESS 40)
+  message(FATAL_ERROR "check_rooms found ${count} files only")
+endif()
+get_property(faults GLOBAL PROPERTY FAULTS)
+list(APPEND faults ${faults_of_map})
+if(faults)
+  string(REPLACE ";" "\n  " faults "${faults}")
+  message(FATAL_ERROR "The rooms are not in order:\n  ${faults}")
+endif()
+message(STATUS "${count} files are in their rooms")
