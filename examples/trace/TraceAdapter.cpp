@@ -1,0 +1,137 @@
+// The runtime has one trace callback for each thread. Ours goes into the calling thread at once,
+// and into a script's threads by way of the threading module, which can set a function in each new
+// thread, or for threads without that module by way of the function that starts them.
+#include <examples/trace/PyHandle.h>
+// PyHandle.h brings Python.h, which comes first.
+#include <examples/trace/TraceAdapter.h>
+#include <zrpythoninterp/core/zrInterpPython.h>
+
+#include <atomic>
+#include <exception>
+
+namespace {
+
+std::atomic<bool> active{false};
+
+int OnEvent(PyObject* /*self*/, PyFrameObject* frame, int what, PyObject* arg) {
+  if (!active) {  // a daemon thread that outlived the tracing: only it can take its callback out
+    PyEval_SetTrace(nullptr, nullptr);
+    return 0;
+  }
+  const char* const name = what == PyTrace_CALL     ? "call"
+                           : what == PyTrace_LINE   ? "line"
+                           : what == PyTrace_RETURN ? "return"
+                                                    : nullptr;
+  if (!name) return 0;
+  try {  // an exception must not cross the runtime
+    return zrInterpPython::s_TraceHook(reinterpret_cast<PyObject*>(frame), name, arg);
+  } catch (const std::exception& error) {
+    PyErr_SetString(PyExc_RuntimeError, error.what());
+    return -1;
+  }
+}
+
+// What the threading module sets as a new thread's trace function: called for the first call there,
+// it puts the real callback in its place and hands this event on.
+PyObject* OnFirstCall(PyObject* /*self*/, PyObject* args) {
+  PyObject* frame = nullptr;
+  PyObject* event = nullptr;
+  PyObject* arg = nullptr;
+  if (!PyArg_ParseTuple(args, "OOO", &frame, &event, &arg)) return nullptr;
+  PyEval_SetTrace(&OnEvent, nullptr);
+  if (OnEvent(nullptr, reinterpret_cast<PyFrameObject*>(frame), PyTrace_CALL, arg) != 0) {
+    return nullptr;
+  }
+  Py_RETURN_NONE;
+}
+
+// The arguments of _thread.start_new_thread. Gives false, with no error pending, when they are not.
+bool ParseThread(PyObject* args, PyObject** function, PyObject** positional, PyObject** named) {
+  *named = nullptr;
+  const bool parsed = PyArg_ParseTuple(args, "OO!|O!", function, &PyTuple_Type, positional,
+                                       &PyDict_Type, named) != 0;
+  PyErr_Clear();
+  return parsed && PyCallable_Check(*function) != 0;
+}
+
+// The body of a thread without the threading module: args are those of StartThread.
+PyObject* RunThread(PyObject* /*self*/, PyObject* args) {
+  PyObject* function = nullptr;
+  PyObject* positional = nullptr;
+  PyObject* named = nullptr;
+  if (!ParseThread(args, &function, &positional, &named)) Py_RETURN_NONE;
+  if (active) PyEval_SetTrace(&OnEvent, nullptr);
+  return PyObject_Call(function, positional, named);
+}
+
+PyMethodDef firstCall = {"trace_first_call", &OnFirstCall, METH_VARARGS, nullptr};
+PyMethodDef runThread = {"run_thread", &RunThread, METH_VARARGS, nullptr};
+
+// In place of _thread.start_new_thread, which is self, and which complains about wrong arguments.
+PyObject* StartThread(PyObject* self, PyObject* args) {
+  PyObject* function = nullptr;
+  PyObject* positional = nullptr;
+  PyObject* named = nullptr;
+  if (!ParseThread(args, &function, &positional, &named)) return PyObject_CallObject(self, args);
+  const PyHandle run(PyCFunction_New(&runThread, nullptr));
+  return run ? PyObject_CallFunction(self, "OO", run.get(), args) : nullptr;
+}
+
+PyMethodDef startThread = {"start_new_thread", &StartThread, METH_VARARGS, nullptr};
+
+// threading.settrace(function). Gives false with an error pending.
+bool SetInNewThreads(PyObject* function) {
+  const PyHandle threading(PyImport_ImportModule("threading"));
+  return threading &&
+         PyHandle(PyObject_CallMethod(threading.get(), "settrace", "O", function)) != nullptr;
+}
+
+// The threading module is imported by then and keeps the real function for itself. Gives false with
+// an error pending.
+bool ReplaceStart() {
+  const PyHandle module(PyImport_ImportModule("_thread"));
+  const PyHandle real(module ? PyObject_GetAttrString(module.get(), startThread.ml_name) : nullptr);
+  const PyHandle ours(real ? PyCFunction_New(&startThread, real.get()) : nullptr);
+  return ours && PyObject_SetAttrString(module.get(), startThread.ml_name, ours.get()) == 0;
+}
+
+void RestoreStart() {
+  const PyHandle module(PyImport_ImportModule("_thread"));
+  const PyHandle ours(module ? PyObject_GetAttrString(module.get(), startThread.ml_name) : nullptr);
+  if (ours && PyCFunction_Check(ours.get()) &&
+      PyCFunction_GetFunction(ours.get()) == &StartThread) {
+    PyObject_SetAttrString(module.get(), startThread.ml_name, PyCFunction_GetSelf(ours.get()));
+  }
+}
+
+constexpr const char kWait[] = R"(
+import threading
+def others():
+    return [t for t in threading.enumerate()
+            if not t.daemon and t.ident != threading.get_ident() and t is not threading.main_thread()]
+while others():
+    others()[0].join()
+)";
+
+}  // namespace
+
+bool InstallTrace() {
+  const PyHandle function(PyCFunction_New(&firstCall, nullptr));
+  if (!function || !SetInNewThreads(function.get()) || !ReplaceStart()) return false;
+  active = true;
+  PyEval_SetTrace(&OnEvent, nullptr);
+  return true;
+}
+
+void RemoveTrace() {
+  PyEval_SetTrace(nullptr, nullptr);
+  const PyHandle names(PyDict_New());
+  if (names && PyDict_SetItemString(names.get(), "__builtins__", PyEval_GetBuiltins()) == 0) {
+    const PyHandle done(PyRun_String(kWait, Py_file_input, names.get(), names.get()));
+  }
+  PyErr_Clear();  // also that of a user who will not wait
+  active = false;
+  SetInNewThreads(Py_None);
+  RestoreStart();
+  PyErr_Clear();
+}
