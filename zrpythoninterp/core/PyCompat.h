@@ -9,6 +9,7 @@
 // Python.h comes first.
 #include <frameobject.h>
 #include <marshal.h>
+#include <pythread.h>
 
 #if PY_VERSION_HEX < 0x03050000 || PY_VERSION_HEX >= 0x030F0000
 #error "zrpythoninterp is made for CPython 3.5 to 3.13"
