@@ -44,16 +44,17 @@ class FileAttribute {
  public:
   FileAttribute(PyObject* globals, PyObject* path)
       : globals_(PyRef::Borrow(globals)),
-        saved_(PyRef::Borrow(PyDict_GetItemString(globals, kName))),
-        set_(PyDict_SetItemString(globals, kName, path) == 0) {}
+        name_(PyRef::Steal(PyUnicode_InternFromString("__file__"))),
+        saved_(PyRef::Borrow(name_ ? PyDict_GetItemWithError(globals, name_.get()) : nullptr)),
+        set_(!PyErr_Occurred() && PyDict_SetItem(globals, name_.get(), path) == 0) {}
   FileAttribute(const FileAttribute&) = delete;
   FileAttribute& operator=(const FileAttribute&) = delete;
   ~FileAttribute() {
     if (!set_) return;
     ErrorStash pending;
     pending.Park();
-    const int done = saved_ ? PyDict_SetItemString(globals_.get(), kName, saved_.get())
-                            : PyDict_DelItemString(globals_.get(), kName);
+    const int done = saved_ ? PyDict_SetItem(globals_.get(), name_.get(), saved_.get())
+                            : PyDict_DelItem(globals_.get(), name_.get());
     if (done < 0) PyErr_Clear();  // the script removed it itself
   }
 
@@ -61,9 +62,8 @@ class FileAttribute {
   explicit operator bool() const { return set_; }
 
  private:
-  static constexpr const char* kName = "__file__";
-
   const PyRef globals_;
+  const PyRef name_;  // made once, so that putting back needs no memory
   const PyRef saved_;
   const bool set_;
 };

@@ -1,0 +1,178 @@
+#include <zrpythoninterp/core/PyCompat.h>
+// PyCompat.h comes first.
+#include <dlfcn.h>
+#include <tests/faults/Starve.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace zrtest {
+
+namespace {
+
+struct Plan {
+  long left = 0;  // requests until one fails; 0: none will
+  bool failed = false;
+};
+
+// Plain data, so that operator new may look at it at any time.
+thread_local Plan plans[2];
+thread_local int standstill = 0;
+std::atomic<long> live[2];
+
+bool MustFail(Memory memory) {
+  Plan& plan = plans[static_cast<int>(memory)];
+  if (plan.left == 0 || standstill != 0 || --plan.left != 0) return false;
+  plan.failed = true;
+  return true;
+}
+
+void Count(Memory memory, int blocks) { live[static_cast<int>(memory)] += blocks; }
+
+// The count stands still for its life.
+class Standstill {
+ public:
+  Standstill() { ++standstill; }
+  ~Standstill() { --standstill; }
+  Standstill(const Standstill&) = delete;
+  Standstill& operator=(const Standstill&) = delete;
+};
+
+// ---- the runtime's allocators, one for each domain ----
+
+PyMemAllocatorEx originals[3];
+
+const PyMemAllocatorEx& Original(void* context) {
+  return *static_cast<const PyMemAllocatorEx*>(context);
+}
+
+void* Counted(void* block) {
+  if (block) Count(Memory::kRuntime, 1);
+  return block;
+}
+
+void* Malloc(void* context, size_t size) {
+  if (MustFail(Memory::kRuntime)) return nullptr;
+  return Counted(Original(context).malloc(Original(context).ctx, size));
+}
+
+void* Calloc(void* context, size_t count, size_t size) {
+  if (MustFail(Memory::kRuntime)) return nullptr;
+  return Counted(Original(context).calloc(Original(context).ctx, count, size));
+}
+
+void* Realloc(void* context, void* block, size_t size) {
+  if (MustFail(Memory::kRuntime)) return nullptr;
+  void* const moved = Original(context).realloc(Original(context).ctx, block, size);
+  return block ? moved : Counted(moved);
+}
+
+void Free(void* context, void* block) {
+  if (block) Count(Memory::kRuntime, -1);
+  Original(context).free(Original(context).ctx, block);
+}
+
+}  // namespace
+
+void WatchRuntimeMemory() {
+  const PyMemAllocatorDomain domains[] = {PYMEM_DOMAIN_RAW, PYMEM_DOMAIN_MEM, PYMEM_DOMAIN_OBJ};
+  for (int i = 0; i < 3; ++i) {
+    PyMem_GetAllocator(domains[i], &originals[i]);
+    PyMemAllocatorEx counting = {&originals[i], &Malloc, &Calloc, &Realloc, &Free};
+    PyMem_SetAllocator(domains[i], &counting);
+  }
+}
+
+long LiveBlocks(Memory memory) { return live[static_cast<int>(memory)]; }
+
+Starve::Starve(Memory memory, long nth) {
+  plans[0] = plans[1] = Plan();
+  plans[static_cast<int>(memory)].left = nth;
+}
+
+Starve::~Starve() { plans[0] = plans[1] = Plan(); }
+
+bool Starve::Failed() const { return plans[0].failed || plans[1].failed; }
+
+}  // namespace zrtest
+
+// ---- in front of the runtime's: where the count stands still ----
+
+namespace {
+
+// The function behind the one of this program.
+template <typename Function>
+Function* Behind(Function* /*mine*/, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+#define ZR_BEHIND(name)                             \
+  static auto* const behind = Behind(&name, #name); \
+  const zrtest::Standstill still
+
+extern "C" {
+
+PyObject* PyRun_StringFlags(const char* text, int start, PyObject* globals, PyObject* locals,
+                            PyCompilerFlags* flags) {
+  ZR_BEHIND(PyRun_StringFlags);
+  return behind(text, start, globals, locals, flags);
+}
+
+PyObject* PyRun_FileExFlags(FILE* stream, const char* name, int start, PyObject* globals,
+                            PyObject* locals, int close, PyCompilerFlags* flags) {
+  ZR_BEHIND(PyRun_FileExFlags);
+  return behind(stream, name, start, globals, locals, close, flags);
+}
+
+PyObject* PyEval_EvalCode(PyObject* code, PyObject* globals, PyObject* locals) {
+  ZR_BEHIND(PyEval_EvalCode);
+  return behind(code, globals, locals);
+}
+
+PyObject* Py_CompileStringExFlags(const char* text, const char* name, int start,
+                                  PyCompilerFlags* flags, int optimize) {
+  ZR_BEHIND(Py_CompileStringExFlags);
+  return behind(text, name, start, flags, optimize);
+}
+
+void PyErr_Print() {
+  ZR_BEHIND(PyErr_Print);
+  behind();
+}
+
+void PyErr_Display(PyObject* type, PyObject* value, PyObject* traceback) {
+  ZR_BEHIND(PyErr_Display);
+  behind(type, value, traceback);
+}
+
+}  // extern "C"
+
+// ---- operator new ----
+
+namespace {
+
+void* New(std::size_t size) {
+  void* const block = zrtest::MustFail(zrtest::Memory::kHost) ? nullptr : std::malloc(size + !size);
+  if (block) zrtest::Count(zrtest::Memory::kHost, 1);
+  return block;
+}
+
+void Delete(void* block) {
+  if (block) zrtest::Count(zrtest::Memory::kHost, -1);
+  std::free(block);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  void* const block = New(size);
+  if (!block) throw std::bad_alloc();
+  return block;
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return New(size); }
+void operator delete(void* block) noexcept { Delete(block); }
+void operator delete(void* block, std::size_t) noexcept { Delete(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { Delete(block); }
