@@ -15,9 +15,7 @@ Entry* newest = nullptr;
 }  // namespace
 
 Entry::Entry(zrInterpPython& interp)
-    : canEvaluate_(RuntimeLife::CanEvaluate()),
-      thread_(PyThread_get_thread_ident()),
-      previous_(newest) {
+    : canEvaluate_(RuntimeLife::CanEvaluate()), thread_(PyThread_get_thread_ident()) {
   interp.setLastError(nullptr);
   if (PyErr_Occurred() != nullptr) {
     if (gil_.nested()) {
@@ -26,6 +24,8 @@ Entry::Entry(zrInterpPython& interp)
       interp.handleExceptions();
     }
   }
+  // Only now: during the report other threads can enter and leave.
+  previous_ = newest;
   if (previous_) previous_->next_ = this;
   newest = this;
 }
@@ -33,10 +33,11 @@ Entry::Entry(zrInterpPython& interp)
 Entry::~Entry() {
   (next_ ? next_->previous_ : newest) = previous_;
   if (previous_) previous_->next_ = next_;
-  // An interrupt that came too late must not hit the next evaluation on the thread; one around this
-  // one it may still hit.
-  if (interrupted_ && !Runs(thread_)) {
-    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(thread_), nullptr);
+  // An interrupt that came too late must not hit the next evaluation on the thread. One around this
+  // one was interrupted, too, and the thread holds one interrupt only, which this one may have had.
+  if (interrupted_) {
+    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(thread_),
+                              Runs(thread_) ? PyExc_KeyboardInterrupt : nullptr);
   }
   PyErr_Clear();
 }

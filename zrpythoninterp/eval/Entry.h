@@ -25,6 +25,9 @@ class ZR_THREAD_ATTRIBUTE(scoped_lockable) Entry {
   // False when the runtime is being taken apart and the evaluation must fail.
   explicit operator bool() const { return canEvaluate_; }
 
+  // True when InterruptAll came since it began.
+  bool interrupted() const { return interrupted_; }
+
   // Lock held. Raises KeyboardInterrupt in every evaluation that runs. False when none does.
   static bool InterruptAll();
 
@@ -36,7 +39,7 @@ class ZR_THREAD_ATTRIBUTE(scoped_lockable) Entry {
   const bool canEvaluate_;
   bool interrupted_ = false;
   const unsigned long thread_;
-  Entry* previous_;  // the evaluations that run, on all threads
+  Entry* previous_ = nullptr;  // the evaluations that run, on all threads
   Entry* next_ = nullptr;
 };
 

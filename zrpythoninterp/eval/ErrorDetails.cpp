@@ -59,6 +59,15 @@ zrString Headline(PyObject* value) {
   return message.empty() ? kind + "\n" : kind + ": " + message + "\n";
 }
 
+// The errors that led to an error, and its traceback, as the runtime sees them: a class can show
+// anything under these names, without end.
+PyRef Traceback(PyObject* error) { return PyRef::Steal(PyException_GetTraceback(error)); }
+PyRef Cause(PyObject* error) { return PyRef::Steal(PyException_GetCause(error)); }
+PyRef Context(PyObject* error) {
+  const bool hidden = reinterpret_cast<PyBaseExceptionObject*>(error)->suppress_context != 0;
+  return PyRef::Steal(hidden ? nullptr : PyException_GetContext(error));
+}
+
 // The calls of one error, and the place of the innermost.
 zrString Calls(const PyRef& traceback, zrPythonError* place) {
   if (!traceback) return {};
@@ -96,21 +105,18 @@ zrString Calls(const PyRef& traceback, zrPythonError* place) {
 
 // All errors that led to this one, oldest first.
 zrString Chain(PyObject* value, zrPythonError& place) {
-  zrString text = Calls(Attribute(value, "__traceback__"), &place) + Headline(value);
+  zrString text = Calls(Traceback(value), &place) + Headline(value);
   PyRef later = PyRef::Borrow(value);
   for (int i = 0; i < kMaxChain; ++i) {
     const char* joint =
         "\nThe above exception was the direct cause of the following exception:\n\n";
-    PyRef earlier = Attribute(later.get(), "__cause__");
+    PyRef earlier = Cause(later.get());
     if (!earlier) {
-      const PyRef hidden = Attribute(later.get(), "__suppress_context__");
-      if (!hidden || hidden.get() == Py_True) break;
       joint = "\nDuring handling of the above exception, another exception occurred:\n\n";
-      earlier = Attribute(later.get(), "__context__");
-      if (!earlier) break;
+      earlier = Context(later.get());
     }
-    text = Calls(Attribute(earlier.get(), "__traceback__"), nullptr) + Headline(earlier.get()) +
-           joint + text;
+    if (!earlier || !PyExceptionInstance_Check(earlier.get())) break;
+    text = Calls(Traceback(earlier.get()), nullptr) + Headline(earlier.get()) + joint + text;
     later = std::move(earlier);
   }
   return text;
@@ -129,8 +135,10 @@ void ReadExit(PyObject* value, zrPythonError& details) {
   details.isExit =
       PyObject_TypeCheck(value, reinterpret_cast<PyTypeObject*>(PyExc_SystemExit)) != 0;
   if (!details.isExit) return;
-  const PyRef code = Attribute(value, "code");
-  if (code) details.exitStatus = PyLong_Check(code.get()) ? Number(code) : 1;
+  const PyRef code = PyRef::Steal(PyObject_GetAttrString(value, "code"));
+  PyErr_Clear();
+  if (code.get() == Py_None) return;
+  details.exitStatus = code && PyLong_Check(code.get()) ? Number(code) : 1;
 }
 
 }  // namespace
@@ -146,7 +154,7 @@ zrPythonError ErrorDetails(PyObject* type, PyObject* value, PyObject* traceback)
   const PyRef ownType = PyRef::Steal(type);
   const PyRef instance = PyRef::Steal(value);
   const PyRef ownTraceback = PyRef::Steal(traceback);
-  if (instance) {
+  if (instance && PyExceptionInstance_Check(value)) {
     if (traceback && PyException_SetTraceback(value, traceback) < 0) PyErr_Clear();
     details.message = Text(instance);
     details.traceback = Chain(value, details);

@@ -94,7 +94,7 @@ zrVariant zrInterpPython::EvalScript2(const zrString& script, bool& ok) {
   if (!entry) return value;
   PyObject* const main = zrpy::MainDict();
   PyRef result = RunText(script, TextMode::kExpression, main, main);
-  if (!result && main) {
+  if (!result && main && !entry.interrupted()) {
     PyErr_Clear();  // only the second try is reported
     result = RunText(script, TextMode::kStatements, main, main);
   }

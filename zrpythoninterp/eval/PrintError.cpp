@@ -28,6 +28,12 @@ Error TakeInstance() {
   return {PyRef::Steal(type), PyRef::Steal(value), PyRef::Steal(traceback)};
 }
 
+void GiveBack(const Error& error) {
+  PyErr_Restore(PyRef::Borrow(error.type.get()).release(),
+                PyRef::Borrow(error.value.get()).release(),
+                PyRef::Borrow(error.traceback.get()).release());
+}
+
 PyObject* OrNone(const PyRef& object) { return object ? object.get() : Py_None; }
 
 // The runtime's own hook is a function of the module sys; anything else is a script's.
@@ -54,14 +60,17 @@ void Display(const Error& error) {
 }  // namespace
 
 bool PrintPendingError() {
+  const Error error = TakeInstance();
+  KeepAsLast(error);  // drops the error before, which can run script code that sets the hook
   const PyRef hook = PyRef::Borrow(PySys_GetObject("excepthook"));
   if (!hook || IsOwnHook(hook.get())) {
+    GiveBack(error);
+    // A class that raises where its instance is made can turn the error into one.
+    if (PyErr_ExceptionMatches(PyExc_SystemExit)) return true;
     PyErr_Print();
     PyErr_Clear();
     return false;
   }
-  const Error error = TakeInstance();
-  KeepAsLast(error);
   const PyRef result = PyRef::Steal(PyObject_CallFunctionObjArgs(
       hook.get(), OrNone(error.type), OrNone(error.value), OrNone(error.traceback), nullptr));
   if (result) return false;
