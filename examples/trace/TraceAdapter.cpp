@@ -12,8 +12,19 @@
 namespace {
 
 std::atomic<bool> active{false};
+PyObject* function = nullptr;  // ours while active: what sys.gettrace() shows
 
-int OnEvent(PyObject* /*self*/, PyFrameObject* frame, int what, PyObject* arg) {
+// An exception must not cross the runtime.
+int HandOn(PyObject* frame, const char* event, PyObject* arg) {
+  try {
+    return zrInterpPython::s_TraceHook(frame, event, arg);
+  } catch (const std::exception& error) {
+    PyErr_SetString(PyExc_RuntimeError, error.what());
+    return -1;
+  }
+}
+
+int OnEvent(PyObject* /*function*/, PyFrameObject* frame, int what, PyObject* arg) {
   if (!active) {  // a daemon thread that outlived the tracing: only it can take its callback out
     PyEval_SetTrace(nullptr, nullptr);
     return 0;
@@ -23,67 +34,61 @@ int OnEvent(PyObject* /*self*/, PyFrameObject* frame, int what, PyObject* arg) {
                            : what == PyTrace_RETURN ? "return"
                                                     : nullptr;
   if (!name) return 0;
-  try {  // an exception must not cross the runtime
-    return zrInterpPython::s_TraceHook(reinterpret_cast<PyObject*>(frame), name, arg);
-  } catch (const std::exception& error) {
-    PyErr_SetString(PyExc_RuntimeError, error.what());
-    return -1;
-  }
+  return HandOn(reinterpret_cast<PyObject*>(frame), name, arg);
 }
 
-// What the threading module sets as a new thread's trace function: called for the first call there,
-// it puts the real callback in its place and hands this event on.
-PyObject* OnFirstCall(PyObject* /*self*/, PyObject* args) {
+// The same as a script-level trace function: puts the callback in its place and hands the event on.
+// The threading module sets it in each new thread, and so do scripts that set a trace function for
+// a while and then the old one again.
+PyObject* OnScriptEvent(PyObject* /*self*/, PyObject* args) {
   PyObject* frame = nullptr;
-  PyObject* event = nullptr;
+  const char* event = nullptr;
   PyObject* arg = nullptr;
-  if (!PyArg_ParseTuple(args, "OOO", &frame, &event, &arg)) return nullptr;
-  PyEval_SetTrace(&OnEvent, nullptr);
-  if (OnEvent(nullptr, reinterpret_cast<PyFrameObject*>(frame), PyTrace_CALL, arg) != 0) {
-    return nullptr;
-  }
+  if (!PyArg_ParseTuple(args, "OsO", &frame, &event, &arg)) return nullptr;
+  if (!active) Py_RETURN_NONE;
+  PyEval_SetTrace(&OnEvent, function);
+  if (HandOn(frame, event, arg) != 0) return nullptr;
   Py_RETURN_NONE;
 }
 
 // The arguments of _thread.start_new_thread. Gives false, with no error pending, when they are not.
-bool ParseThread(PyObject* args, PyObject** function, PyObject** positional, PyObject** named) {
-  *named = nullptr;
-  const bool parsed = PyArg_ParseTuple(args, "OO!|O!", function, &PyTuple_Type, positional,
-                                       &PyDict_Type, named) != 0;
+bool ParseThread(PyObject* args, PyObject** body, PyObject** positional, PyObject** named) {
+  const bool parsed =
+      PyArg_ParseTuple(args, "OO!|O!", body, &PyTuple_Type, positional, &PyDict_Type, named) != 0;
   PyErr_Clear();
-  return parsed && PyCallable_Check(*function) != 0;
+  return parsed && PyCallable_Check(*body) != 0;
 }
 
 // The body of a thread without the threading module: args are those of StartThread.
 PyObject* RunThread(PyObject* /*self*/, PyObject* args) {
-  PyObject* function = nullptr;
+  PyObject* body = nullptr;
   PyObject* positional = nullptr;
   PyObject* named = nullptr;
-  if (!ParseThread(args, &function, &positional, &named)) Py_RETURN_NONE;
-  if (active) PyEval_SetTrace(&OnEvent, nullptr);
-  return PyObject_Call(function, positional, named);
+  if (!ParseThread(args, &body, &positional, &named)) Py_RETURN_NONE;
+  if (active) PyEval_SetTrace(&OnEvent, function);
+  return PyObject_Call(body, positional, named);
 }
 
-PyMethodDef firstCall = {"trace_first_call", &OnFirstCall, METH_VARARGS, nullptr};
+PyMethodDef traceFunction = {"trace_function", &OnScriptEvent, METH_VARARGS, nullptr};
 PyMethodDef runThread = {"run_thread", &RunThread, METH_VARARGS, nullptr};
 
 // In place of _thread.start_new_thread, which is self, and which complains about wrong arguments.
 PyObject* StartThread(PyObject* self, PyObject* args) {
-  PyObject* function = nullptr;
+  PyObject* body = nullptr;
   PyObject* positional = nullptr;
   PyObject* named = nullptr;
-  if (!ParseThread(args, &function, &positional, &named)) return PyObject_CallObject(self, args);
+  if (!ParseThread(args, &body, &positional, &named)) return PyObject_CallObject(self, args);
   const PyHandle run(PyCFunction_New(&runThread, nullptr));
   return run ? PyObject_CallFunction(self, "OO", run.get(), args) : nullptr;
 }
 
 PyMethodDef startThread = {"start_new_thread", &StartThread, METH_VARARGS, nullptr};
 
-// threading.settrace(function). Gives false with an error pending.
-bool SetInNewThreads(PyObject* function) {
+// threading.settrace. Gives false with an error pending.
+bool SetInNewThreads(PyObject* trace) {
   const PyHandle threading(PyImport_ImportModule("threading"));
   return threading &&
-         PyHandle(PyObject_CallMethod(threading.get(), "settrace", "O", function)) != nullptr;
+         PyHandle(PyObject_CallMethod(threading.get(), "settrace", "O", trace)) != nullptr;
 }
 
 // The threading module is imported by then and keeps the real function for itself. Gives false with
@@ -116,10 +121,10 @@ while others():
 }  // namespace
 
 bool InstallTrace() {
-  const PyHandle function(PyCFunction_New(&firstCall, nullptr));
-  if (!function || !SetInNewThreads(function.get()) || !ReplaceStart()) return false;
+  function = PyCFunction_New(&traceFunction, nullptr);
+  if (!function || !SetInNewThreads(function) || !ReplaceStart()) return false;
   active = true;
-  PyEval_SetTrace(&OnEvent, nullptr);
+  PyEval_SetTrace(&OnEvent, function);
   return true;
 }
 
@@ -133,5 +138,6 @@ void RemoveTrace() {
   active = false;
   SetInNewThreads(Py_None);
   RestoreStart();
+  Py_CLEAR(function);
   PyErr_Clear();
 }

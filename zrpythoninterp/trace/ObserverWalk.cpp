@@ -66,10 +66,9 @@ void ObserverWalk::Run(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
 
 bool ObserverWalk::OnThisThread() { return walksOnThisThread != 0; }
 
-bool ObserverWalk::AllAreCurrent(const zrInterpPython& interp) {
-  const std::uint64_t revision = interp.observersRevision_.load();
+bool ObserverWalk::AllHaveReached(const zrInterpPython& interp, std::uint64_t revision) {
   for (const ObserverWalk* walk = interp.walks_; walk; walk = walk->previous_) {
-    if (walk->revision_ != revision) return false;
+    if (walk->revision_ < revision) return false;
   }
   return true;
 }

@@ -24,8 +24,9 @@ class ObserverWalk {
 
   // True when the calling thread is inside a walk of whatever interpreter.
   static bool OnThisThread();
-  // interp.observersMutex_ held. True when no walk may still call what was taken out by now.
-  static bool AllAreCurrent(const zrInterpPython& interp);
+  // interp.observersMutex_ held. True when no walk may still call what was taken out up to this
+  // revision.
+  static bool AllHaveReached(const zrInterpPython& interp, std::uint64_t revision);
 
  private:
   void takeList();  // mutex held

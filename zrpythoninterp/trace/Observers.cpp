@@ -13,20 +13,23 @@ void zrInterpPython::AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
 }
 
 // The wait is for the time without the runtime's lock, since an observer may take it, and without
-// the mutex when the lock is taken back.
+// the mutex when the lock is taken back. It ends however much others add and remove meanwhile.
 void zrInterpPython::RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
+  std::uint64_t revision = 0;
   {
     const std::lock_guard<std::mutex> lock(observersMutex_);
     if (observers_.erase(&observer) != 0) {
       observerList_.reset();
       ++observersRevision_;
     }
+    revision = observersRevision_;
     // Two observers that take each other out would wait for each other.
-    if (zrpy::ObserverWalk::OnThisThread() || zrpy::ObserverWalk::AllAreCurrent(*this)) return;
+    if (zrpy::ObserverWalk::OnThisThread()) return;
+    if (zrpy::ObserverWalk::AllHaveReached(*this, revision)) return;
   }
   const zrpy::GilReleaseIfHeld released;
   std::unique_lock<std::mutex> lock(observersMutex_);
-  walkMoved_.wait(lock, [this] { return zrpy::ObserverWalk::AllAreCurrent(*this); });
+  walkMoved_.wait(lock, [&] { return zrpy::ObserverWalk::AllHaveReached(*this, revision); });
 }
 
 void zrInterpPython::NotifyObservers(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
