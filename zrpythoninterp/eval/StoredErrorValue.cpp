@@ -169,9 +169,9 @@ bool IsBornInstance(PyObject* error, Op op) {
     return op != Op::kImportFrom &&
            !HasText(error, {"attempted relative import with no known parent package"});
   }
-  if (Is(error, PyExc_SyntaxError)) {  // found after parsing: the location is no argument
+  if (Is(error, PyExc_SyntaxError)) {  // of an imported file, or found after parsing
     PyObject* const line = reinterpret_cast<PySyntaxErrorObject*>(error)->lineno;
-    return count == 1 && line != nullptr && line != Py_None;
+    return op == Op::kImportName || (count == 1 && line != nullptr && line != Py_None);
   }
   if (Is(error, PyExc_UnicodeError)) return count == 5;
   if (Is(error, PyExc_OSError)) return count >= 2;
@@ -195,9 +195,9 @@ bool StayedBare(PyObject* error, PyObject* traceback) {
       return HasText(
           error, {"exceptions must derive from BaseException", "No active exception to reraise"});
     }
-    if (spot.Waiting() && !Is(error, PyExc_KeyboardInterrupt) && !Is(error, PyExc_RecursionError)) {
-      return false;  // thrown into a generator
-    }
+    // Thrown into a generator; but a call that went too deep can stop ahead of its first
+    // instruction.
+    if (spot.Waiting() && !Is(error, PyExc_RecursionError)) return false;
     return !IsBornInstance(error, spot.op());
   }
 }
