@@ -22,8 +22,11 @@ struct Keeper {
     const std::lock_guard<std::mutex> lock(endings);
     if (life == 0 || life != RuntimeLife::Current() || Py_IsInitialized() == 0) return;
     PyGILState_Ensure();
-    PyGILState_Release(PyGILState_LOCKED);    // the count of the Ensure just made
-    PyGILState_Release(PyGILState_UNLOCKED);  // the kept one: destroys the state, gives the lock up
+    // Not by PyGILState_Release: up to 3.12 that clears the state with its count at zero, and
+    // script code which runs then and evaluates (a __del__ method) would destroy the state a second
+    // time.
+    PyThreadState_Clear(PyThreadState_Get());
+    PyThreadState_DeleteCurrent();  // gives the lock up
   }
 };
 

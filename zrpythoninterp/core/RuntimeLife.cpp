@@ -14,8 +14,9 @@ namespace {
 std::atomic<std::uint64_t> current{0};
 std::uint64_t lives = 0;  // written with the lock held
 
+// Never destroyed: an interpreter that the host keeps in a variable can stop at the process's exit.
 std::vector<void (*)()>& AtStop() {
-  static std::vector<void (*)()> functions;
+  static auto& functions = *new std::vector<void (*)()>;
   return functions;
 }
 

@@ -33,8 +33,9 @@ struct ProcessValues {
   zrString pythonHome;  // the result of the newest search, which the next one tests first
 };
 
+// Never destroyed: a runtime that is up at the process's exit may still read them.
 std::unique_ptr<ProcessValues>& Process() {
-  static std::unique_ptr<ProcessValues> values;
+  static auto& values = *new std::unique_ptr<ProcessValues>;
   return values;
 }
 
@@ -124,6 +125,7 @@ void zrInterpPython::stop() {
   } else {
     PyGILState_Ensure();
   }
+  zrpy::LockIsHeld();
   zrpy::AdoptMainThread();
   zrpy::RuntimeLife::DropKept();
   {

@@ -28,9 +28,17 @@ void Adopt(PyObject* threading, PyObject* mainThread) {
   if (PyObject_RichCompareBool(oldIdent.get(), ident.get(), Py_NE) == 1) {
     PyObject_SetAttrString(mainThread, "_ident", ident.get());
     if (const PyRef active = Attribute(threading, "_active")) {
-      if (PyObject_DelItem(active.get(), oldIdent.get()) < 0) PyErr_Clear();
+      // Identities are used again: the entry of one that has ended can be a later thread's.
+      const PyRef entry = PyRef::Steal(PyObject_GetItem(active.get(), oldIdent.get()));
+      if (!entry) PyErr_Clear();
+      if (entry.get() == mainThread) PyObject_DelItem(active.get(), oldIdent.get());
       PyObject_SetItem(active.get(), ident.get(), mainThread);
     }
+  }
+  // Where the thread that imported the module has ended and the module took notice (up to 3.12),
+  // its part of the stop would wait for no thread.
+  if (Attribute(mainThread, "_is_stopped")) {
+    PyObject_SetAttrString(mainThread, "_is_stopped", Py_False);
   }
   // Up to 3.12 the stop wants a locked lock here. The runtime opens it when the thread state of the
   // thread that made it goes.
