@@ -6,10 +6,12 @@
 #include <zrpythoninterp/core/zrInterpPython.h>
 
 bool zrInterpPython::ConvertPyObjectToVariant(zrVariant& out, PyObject*& object) {
+  zrpy::LockIsHeld();
   return zrpy::ToVariant(out, object);
 }
 
 bool zrInterpPython::ConvertVariantToPyObject(PyObject*& object, const zrVariant& value) {
+  zrpy::LockIsHeld();
   object = zrpy::FromVariant(value).release();
   return object != nullptr;
 }

@@ -18,6 +18,10 @@ namespace zrpy {
 class ZR_THREAD_ATTRIBUTE(capability("the runtime's lock")) Gil {};
 inline Gil theGil;
 
+// Stands first in a body that runs with the lock held where the declaration cannot say so: in
+// members, whose header is public, and in lambdas. Tells the analysis; does nothing.
+inline void LockIsHeld() ZR_THREAD_ATTRIBUTE(assert_capability(theGil)) {}
+
 // Makes a thread state for a host thread that has none, and keeps it until the thread ends or the
 // runtime stops, whichever comes first. Without it every evaluation would make and destroy one,
 // which costs many times what a small evaluation does, and forgets the script's thread-local

@@ -126,6 +126,7 @@ void zrInterpPython::stop() {
     PyGILState_Ensure();
   }
   zrpy::LockIsHeld();
+  zrpy::LockIsHeld();
   zrpy::AdoptMainThread();
   zrpy::RuntimeLife::DropKept();
   {

@@ -18,10 +18,9 @@
 #include <memory>
 #include <mutex>
 
-struct _object;
-typedef struct _object PyObject;
-struct _ts;
-typedef struct _ts PyThreadState;
+/// The runtime's objects and thread states, as its own header declares them.
+using PyObject = struct _object;
+using PyThreadState = struct _ts;
 
 namespace zrpy {
 class Entry;

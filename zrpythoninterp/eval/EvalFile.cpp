@@ -20,7 +20,7 @@ using zrpy::PyRef;
 using VariableMap = zrStlMap<zrString, zrVariant>;
 
 // Lock held. Names whose value has no Python form are left out. May leave an error pending.
-void Fill(PyObject* dict, const VariableMap& variables) {
+void Fill(PyObject* dict, const VariableMap& variables) ZR_REQUIRES_GIL {
   ErrorStash errors;
   for (const auto& [name, value] : variables) {
     const PyRef object = zrpy::FromVariant(value);
@@ -31,7 +31,7 @@ void Fill(PyObject* dict, const VariableMap& variables) {
 // Lock held. Names whose key or value has no form in the host leave the map as it is; so does the
 // runtime's own entry, which as a text would take all builtins from the next run. May leave an
 // error pending.
-void CopyBack(PyObject* dict, VariableMap& variables) {
+void CopyBack(PyObject* dict, VariableMap& variables) ZR_REQUIRES_GIL {
   ErrorStash errors;
   PyObject* key = nullptr;
   PyObject* value = nullptr;

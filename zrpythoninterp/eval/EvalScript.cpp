@@ -21,7 +21,7 @@ using zrpy::TextMode;
 // there was a value, which need not have a form in the host. May leave an error pending: the run's
 // before the conversion's.
 bool ValueOf(zrVariant& value, const zrString& script, const zrString& resultName,
-             PyObject* globals, PyObject* locals) {
+             PyObject* globals, PyObject* locals) ZR_REQUIRES_GIL {
   if (resultName.empty()) {
     const PyRef result = RunText(script, TextMode::kExpression, globals, locals);
     if (result) zrpy::ToVariant(value, result.get());

@@ -14,7 +14,7 @@ namespace {
 using zrpy::PyRef;
 
 // The alert's text: what the error's value converts to. The type and the traceback play no part.
-zrString AlertText(PyObject* type, PyObject* value, PyObject* traceback) {
+zrString AlertText(PyObject* type, PyObject* value, PyObject* traceback) ZR_REQUIRES_GIL {
   zrVariant text("Unknown Exception");
   if (const PyRef stored = zrpy::StoredErrorValue(type, value, traceback)) {
     zrpy::ToVariant(text, stored.get());
@@ -36,6 +36,7 @@ void CallExit(ExitFn exit) {
 // Lock held, on an evaluation's thread. Leaves no error pending. The host's callbacks run with
 // nothing of the library locked.
 void zrInterpPython::handleExceptions() {
+  zrpy::LockIsHeld();
   PyObject* type = nullptr;
   PyObject* value = nullptr;
   PyObject* traceback = nullptr;

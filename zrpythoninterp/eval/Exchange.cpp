@@ -12,7 +12,7 @@ using zrpy::Entry;
 using zrpy::PyRef;
 
 // Lock held. True when the name is bound. May leave an error pending.
-bool Bind(PyObject* dict, const zrString& name, const zrVariant& value) {
+bool Bind(PyObject* dict, const zrString& name, const zrVariant& value) ZR_REQUIRES_GIL {
   const PyRef object = zrpy::FromVariant(value);
   return object && PyDict_SetItemString(dict, name.c_str(), object.get()) == 0;
 }

@@ -23,7 +23,7 @@ PyRef DictUnder(PyObject* dict, PyObject* key) {
 }
 
 // All contexts hang from __main__, so a script can see and replace them.
-PyRef ContextTable() {
+PyRef ContextTable() ZR_REQUIRES_GIL {
   PyObject* const module = MainModule();
   const PyRef key = Interned(Name::kContextTable);
   if (!module || !key) return PyRef();

@@ -32,7 +32,8 @@ ScriptFile ChooseFile(const zrString& file) {
   }
   const bool named =
       !extension.empty() || zrpy::kKeepsTrailingDot || (!file.empty() && file.back() == '.');
-  ScriptFile script{named ? stem + "." + extension : stem, extension == "pyc"};
+  ScriptFile script{stem, extension == "pyc"};
+  if (named) script.path += "." + extension;
   zrpy::ToNative(script.path);
   return script;
 }
@@ -83,7 +84,8 @@ std::FILE* Open(PyObject* path, const ScriptFile& script) {
 }
 
 // Null with an error pending. The stream is closed ahead of the code's run, or by the runtime.
-PyRef Run(std::FILE* stream, const ScriptFile& script, PyObject* globals, PyObject* locals) {
+PyRef Run(std::FILE* stream, const ScriptFile& script, PyObject* globals,
+          PyObject* locals) ZR_REQUIRES_GIL {
   if (!script.compiled) {
     return PyRef::Steal(
         PyRun_FileExFlags(stream, script.path.c_str(), Py_file_input, globals, locals, 1, nullptr));
@@ -97,6 +99,7 @@ PyRef Run(std::FILE* stream, const ScriptFile& script, PyObject* globals, PyObje
 // Lock held. Borrows both namespaces, which may be one. Reports what went wrong, with __file__
 // still set, and leaves no error pending.
 bool zrInterpPython::RunFile(const zrString& file, PyObject* globals, PyObject* locals) {
+  zrpy::LockIsHeld();
   const ScriptFile script = ChooseFile(file);
   const PyRef path = PyRef::Steal(PyUnicode_FromString(script.path.c_str()));
   if (!path) {

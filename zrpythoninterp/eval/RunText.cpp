@@ -23,7 +23,7 @@ PyRef ValueOfName(PyObject* name, PyObject* globals, PyObject* locals) {
 }
 
 // All that the runtime does to run a text, but for compiling it.
-PyRef RunKnown(const KnownText& text, PyObject* globals, PyObject* locals) {
+PyRef RunKnown(const KnownText& text, PyObject* globals, PyObject* locals) ZR_REQUIRES_GIL {
   const PyRef builtins = Interned(Name::kBuiltins);
   if (!builtins || !AuditExec(text.code.get()) || !CompleteNamespace(globals, builtins.get())) {
     return PyRef();

@@ -32,7 +32,7 @@ class KeepPending {
 
 // Lock held. The file of the frame's code, or null when it is not traced.
 std::shared_ptr<const zrString> FileOf(PyFrameObject* frame, const zrString& homePath,
-                                       const zrString& pythonPath) {
+                                       const zrString& pythonPath) ZR_REQUIRES_GIL {
   PyCodeObject* const code = zrpy::NewFrameCode(frame);
   const PyRef kept = PyRef::Steal(reinterpret_cast<PyObject*>(code));
   return kept ? zrpy::TracedFile(code->co_filename, homePath, pythonPath) : nullptr;

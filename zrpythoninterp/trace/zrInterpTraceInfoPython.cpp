@@ -16,7 +16,7 @@ zrInterpTraceInfoPython::zrInterpTraceInfoPython(zrInterp* interp, PyObject* fra
 zrInterpTraceInfoPython::zrInterpTraceInfoPython(const zrInterpTraceInfoPython& other) = default;
 
 // The base has no move. A moved string need not be empty by itself.
-zrInterpTraceInfoPython::zrInterpTraceInfoPython(zrInterpTraceInfoPython&& other)
+zrInterpTraceInfoPython::zrInterpTraceInfoPython(zrInterpTraceInfoPython&& other) noexcept
     : zrInterpTraceInfo(other),
       event_(std::exchange(other.event_, {})),
       file_(std::exchange(other.file_, {})),
@@ -27,7 +27,8 @@ zrInterpTraceInfoPython::zrInterpTraceInfoPython(zrInterpTraceInfoPython&& other
 zrInterpTraceInfoPython& zrInterpTraceInfoPython::operator=(const zrInterpTraceInfoPython& other) =
     default;
 
-zrInterpTraceInfoPython& zrInterpTraceInfoPython::operator=(zrInterpTraceInfoPython&& other) {
+zrInterpTraceInfoPython& zrInterpTraceInfoPython::operator=(
+    zrInterpTraceInfoPython&& other) noexcept {
   if (this == &other) return *this;
   zrInterpTraceInfo::operator=(other);
   event_ = std::exchange(other.event_, {});

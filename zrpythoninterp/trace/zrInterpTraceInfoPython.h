@@ -4,8 +4,8 @@
 #include <zrpythoninterp/host/zrInterpTraceInfo.h>
 #include <zrpythoninterp/host/zrString.h>
 
-struct _object;
-typedef struct _object PyObject;
+/// The runtime's objects, as its own header declares them.
+using PyObject = struct _object;
 
 /// One trace event of the Python interpreter: what observers find behind data_ of a notification.
 /// Owns: nothing of the runtime: the frame is borrowed and good for the length of the notification,
@@ -19,10 +19,10 @@ class ZR_EXPORT zrInterpTraceInfoPython : public zrInterpTraceInfo {
                           const char* file, int line);
   zrInterpTraceInfoPython(const zrInterpTraceInfoPython& other);
   /// The source keeps its numbers and its frame, and loses its texts.
-  zrInterpTraceInfoPython(zrInterpTraceInfoPython&& other);
+  zrInterpTraceInfoPython(zrInterpTraceInfoPython&& other) noexcept;
   zrInterpTraceInfoPython& operator=(const zrInterpTraceInfoPython& other);
   /// As the move constructor. Assigning a record to itself changes nothing.
-  zrInterpTraceInfoPython& operator=(zrInterpTraceInfoPython&& other);
+  zrInterpTraceInfoPython& operator=(zrInterpTraceInfoPython&& other) noexcept;
   ~zrInterpTraceInfoPython() override;
 
   /// "line", "call" or "return".
