@@ -339,6 +339,26 @@ TEST_F(Interrupt, SaysWhenNothingRunsAndLeavesTheNextEvaluationAlone) {
   EXPECT_TRUE(Run("x = 1"));
 }
 
+// What an interrupt leaves behind in the runtime must not hold up traced code, and is not traced.
+TEST_F(Interrupt, LeavesTracedCodeAlone) {
+  const auto traced = [this] {
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(Run("for i in range(1000): pass"));
+  };
+  ASSERT_TRUE(
+      Run("names = []\n"
+          "sys.settrace(lambda frame, event, arg: names.append(frame.f_code.co_name))"));
+  InterruptOnceUnderWay();
+  EXPECT_FALSE(Run("host()\nwhile True: pass"));
+  EXPECT_TRUE(Found());
+  traced();
+  hooks.alert = [&] { EXPECT_TRUE(interp().InterruptScript()); };  // too late
+  EXPECT_FALSE(Run("1 / 0"));
+  hooks.alert = nullptr;
+  traced();
+  EXPECT_TRUE(Run("sys.settrace(None)"));
+  EXPECT_EQ(Text("names.count('<module>')"), "9");  // each of the runs since the first
+}
+
 TEST_F(Interrupt, EndsEveryEvaluationOnEveryThread) {
   std::atomic<int> running{0};
   hooks.host = [&] { ++running; };

@@ -121,6 +121,20 @@ class GarbageWaits {
   bool collects_ = false;
 };
 
+// Keeps the trace function of the calling thread out for its life.
+class TracingWaits {
+ public:
+#if PY_VERSION_HEX >= 0x030B0000
+  TracingWaits() { PyThreadState_EnterTracing(PyThreadState_Get()); }
+  ~TracingWaits() { PyThreadState_LeaveTracing(PyThreadState_Get()); }
+#else
+  TracingWaits() { ++PyThreadState_Get()->tracing; }
+  ~TracingWaits() { --PyThreadState_Get()->tracing; }
+#endif
+  TracingWaits(const TracingWaits&) = delete;
+  TracingWaits& operator=(const TracingWaits&) = delete;
+};
+
 // The words of a compiled file between its magic word and its code: time and size, and from 3.7 on
 // flags ahead of them.
 #if PY_VERSION_HEX >= 0x03070000

@@ -2,6 +2,7 @@
 // the runtime's lock. Test: tests/eval/Entry_test.cpp.
 #include <zrpythoninterp/core/GilGuard.h>
 // GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/core/RuntimeLife.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 #include <zrpythoninterp/eval/Entry.h>
@@ -11,6 +12,22 @@ namespace zrpy {
 namespace {
 
 Entry* newest = nullptr;
+
+// Lock held, no error pending. Drops an interrupt that the calling thread has not met yet, by
+// meeting it in code that does nothing: up to 3.12 only that lowers the runtime's flag for such
+// errors, and with the flag up and nothing behind it, 3.11 turns for ever in the next traced code.
+void DropInterrupt() {
+  PyThreadState* const state = PyThreadState_Get();
+  if (!state->async_exc) return;
+  const TracingWaits untraced;
+  const PyRef code = PyRef::Steal(Py_CompileString("None", "<string>", Py_eval_input));
+  const PyRef names = PyRef::Steal(PyDict_New());
+  if (code && names) PyRef::Steal(PyEval_EvalCode(code.get(), names.get(), names.get()));
+  PyErr_Clear();
+  if (state->async_exc) {  // memory is short
+    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(PyThread_get_thread_ident()), nullptr);
+  }
+}
 
 }  // namespace
 
@@ -35,11 +52,12 @@ Entry::~Entry() {
   if (previous_) previous_->next_ = next_;
   // An interrupt that came too late must not hit the next evaluation on the thread. One around this
   // one was interrupted, too, and the thread holds one interrupt only, which this one may have had.
-  if (interrupted_) {
-    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(thread_),
-                              Runs(thread_) ? PyExc_KeyboardInterrupt : nullptr);
-  }
   PyErr_Clear();
+  if (interrupted_ && Runs(thread_)) {
+    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(thread_), PyExc_KeyboardInterrupt);
+  } else if (interrupted_) {
+    DropInterrupt();
+  }
 }
 
 bool Entry::Runs(unsigned long thread) {
