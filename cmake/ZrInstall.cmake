@@ -17,6 +17,9 @@ foreach(room host core convert eval trace)
   file(GLOB headers CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/zrpythoninterp/${room}/zr*.h
     ${PROJECT_SOURCE_DIR}/zrpythoninterp/${room}/ukl*.h)
+  if(room STREQUAL "host" AND NOT ZR_HOST STREQUAL "bundled")
+    set(headers ${PROJECT_SOURCE_DIR}/zrpythoninterp/host/zrExport.h)  # the rest is the framework's
+  endif()
   if(headers)
     install(FILES ${headers} COMPONENT development
       DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zrpythoninterp/${room})

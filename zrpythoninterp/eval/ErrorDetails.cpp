@@ -48,8 +48,8 @@ zrString ClassName(PyObject* type) {
   const zrString module = Text(Attribute(type, "__module__"));
   const zrString name = Text(Attribute(type, "__qualname__"));
   if (name.empty()) return "<unnamed exception>";
-  return module.empty() || module == "builtins" || module == "__main__" ? name
-                                                                        : module + "." + name;
+  if (module.empty() || module == "builtins" || module == "__main__") return name;
+  return module + "." + name;
 }
 
 // The last line of a traceback.

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <zrpythoninterp/host/zrString.h>
+
+struct uklLibrary {
+  static zrString GetAbsoluteFileName(const zrString& path);
+};
