@@ -12,8 +12,12 @@ install(TARGETS zrpythoninterp EXPORT zrpythoninterpTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
-# Public headers are known by their names; the others stay at home.
+# Public headers are known by their names; the others stay at home. A framework of another kind
+# brings those of the host room itself.
 foreach(room host core convert eval trace)
+  if(room STREQUAL "host" AND NOT ZR_HOST STREQUAL "bundled")
+    continue()
+  endif()
   file(GLOB headers CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/zrpythoninterp/${room}/zr*.h
     ${PROJECT_SOURCE_DIR}/zrpythoninterp/${room}/ukl*.h)
@@ -28,6 +32,10 @@ endforeach()
 
 install(EXPORT zrpythoninterpTargets NAMESPACE zrpythoninterp:: COMPONENT development
   DESTINATION ${ZR_PACKAGE_DIR})
+set(ZR_FIND_HOST "")
+if(NOT ZR_HOST STREQUAL "bundled")
+  set(ZR_FIND_HOST "include(CMakeFindDependencyMacro)\nfind_dependency(${ZR_HOST} CONFIG)\n")
+endif()
 configure_package_config_file(
   ${CMAKE_CURRENT_LIST_DIR}/zrpythoninterpConfig.cmake.in
   ${PROJECT_BINARY_DIR}/zrpythoninterpConfig.cmake

@@ -1,0 +1,102 @@
+#include <examples/host/Dialogue.h>
+#include <examples/host/InterruptKey.h>
+#include <examples/host/Session.h>
+#include <examples/host/Terminal.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <optional>
+#include <string>
+
+// After <cstdio>, which it needs.
+#include <editline/readline.h>
+
+namespace zrpyhost {
+
+namespace {
+
+constexpr char kHelp[] =
+    ":context NAME      work in the context NAME; without a name, in __main__\n"
+    ":set NAME=VALUE    bind a name to a value of the host\n"
+    ":get EXPRESSION    print a value as the host sees it\n"
+    ":help              show this text\n"
+    ":quit              end, as Ctrl-D does; Ctrl-C ends a script that runs\n";
+
+// Nothing at the end of the input, and when Ctrl-C was hit.
+std::optional<std::string> ReadLine(const std::string& prompt, bool typed) {
+  if (!typed) {
+    std::string line;
+    if (!std::getline(std::cin, line)) return std::nullopt;
+    return line;
+  }
+  char* const line = readline(prompt.c_str());
+  if (!line) return std::nullopt;
+  std::string result(line);
+  std::free(line);
+  if (!result.empty()) add_history(result.c_str());
+  return result;
+}
+
+// False for the command that ends the dialogue.
+bool Command(Session& session, const std::string& line, bool& ok) {
+  const std::size_t space = line.find(' ');
+  const std::string name = line.substr(1, space == std::string::npos ? space : space - 1);
+  std::string rest = space == std::string::npos ? "" : line.substr(space + 1);
+  rest.erase(0, rest.find_first_not_of(' '));
+  if (name == "quit") return false;
+  if (name == "help") {
+    std::cerr << kHelp;
+  } else if (name == "context") {
+    session.SetContext(rest);
+  } else if (name == "set" && rest.find('=') != std::string::npos && rest[0] != '=') {
+    ok = session.Set(rest) && ok;
+  } else if (name == "get" && !rest.empty()) {
+    ok = session.Get(rest) && ok;
+  } else {
+    std::cerr << Note() << "not understood: " << line << " (:help lists the commands)\n";
+    ok = false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool RunDialogue(Session& session) {
+  const bool typed = StdinIsTerminal() && StdoutIsTerminal();
+  if (typed) {
+    rl_bind_key('\t', &rl_insert);  // indentation, not names of files
+    std::cerr << Note() << "Python " ZR_HOST_PYTHON_VERSION
+              << ". Ctrl-D ends, :help lists the commands of the host.\n";
+  }
+  bool ok = true;
+  std::string statement;
+  InterruptKey::TakeIdle();
+  for (;;) {
+    const std::string prompt = statement.empty() ? session.context() + ">>> " : "... ";
+    const std::optional<std::string> line = ReadLine(prompt, typed);
+    if (!line && typed && InterruptKey::TakeIdle()) {
+      statement.clear();
+      std::cout << "\n";
+      continue;
+    }
+    if (!line) break;
+    if (statement.empty() && line->find_first_not_of(" \t") == std::string::npos) continue;
+    if (statement.empty() && line->front() == ':') {
+      if (!Command(session, *line, ok)) return ok || typed;
+      continue;
+    }
+    statement += (statement.empty() ? "" : "\n") + *line;
+    const Session::Text text = session.Read(statement);
+    if (text.kind == Session::Text::Kind::kUnfinished) continue;
+    ok = session.Report("the text", session.Evaluate(text)) && ok;
+    statement.clear();
+  }
+  if (!statement.empty()) {
+    ok = session.Report("the text", session.Evaluate(session.Read(statement))) && ok;
+  }
+  if (typed) std::cout << "\n";
+  return ok || typed;
+}
+
+}  // namespace zrpyhost

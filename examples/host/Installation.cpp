@@ -1,0 +1,34 @@
+#include <examples/host/Installation.h>
+#include <stdlib.h>
+#include <zrpythoninterp/host/uklLibrary.h>
+
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace zrpyhost {
+
+Installation::Installation(const std::string& root) : root_(root) {
+  if (!root_.empty()) return;
+  folder_ = (fs::temp_directory_path() / "zrpyhost-XXXXXX").string();
+  if (!mkdtemp(folder_.data())) {
+    throw std::runtime_error("no temporary folder can be made in " +
+                             fs::temp_directory_path().string());
+  }
+  // Beside the root is where the library looks first, so nothing else can come between.
+  root_ = folder_ + "/product";
+  const fs::path home =
+      uklLibrary::GetAbsoluteFileName(root_ + "/../common/python/python3.5/$PLATFORM");
+  fs::create_directories(root_);
+  fs::create_directories(home.parent_path());
+  fs::create_directory_symlink(ZR_HOST_PYTHON_HOME, home);
+}
+
+Installation::~Installation() {
+  std::error_code ignored;
+  if (!folder_.empty()) fs::remove_all(folder_, ignored);
+}
+
+}  // namespace zrpyhost
