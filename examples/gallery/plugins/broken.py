@@ -1,0 +1,2 @@
+result = 1
+limit = load / (count - 4)

@@ -1,0 +1,1 @@
+label = '{} x {}'.format(count, material.upper())
