@@ -126,7 +126,6 @@ void zrInterpPython::stop() {
     PyGILState_Ensure();
   }
   zrpy::LockIsHeld();
-  zrpy::LockIsHeld();
   zrpy::AdoptMainThread();
   zrpy::RuntimeLife::DropKept();
   {

@@ -46,7 +46,7 @@ int Number(const PyRef& object) {
 
 zrString ClassName(PyObject* type) {
   const zrString module = Text(Attribute(type, "__module__"));
-  const zrString name = Text(Attribute(type, "__qualname__"));
+  zrString name = Text(Attribute(type, "__qualname__"));
   if (name.empty()) return "<unnamed exception>";
   if (module.empty() || module == "builtins" || module == "__main__") return name;
   return module + "." + name;

@@ -76,7 +76,8 @@ bool BlocksCatch(Bytes code, int position) {
   std::vector<bool> seen(code.size());
   std::vector<Way> ways{{0, {}}};
   while (!ways.empty()) {
-    auto [at, blocks] = std::move(ways.back());
+    int at = ways.back().at;
+    std::vector<bool> blocks = std::move(ways.back().blocks);
     ways.pop_back();
     Op op = Op::kOther;
     while (op != Op::kJump && op != Op::kJumpForward && op != Op::kRaise && op != Op::kLeave) {

@@ -47,6 +47,8 @@ int zrInterpPython::s_TraceHook(PyObject* frame, zrString event, PyObject* arg) 
   return static_cast<zrInterpPython*>(found->second)->TraceHook(frame, std::move(event), arg);
 }
 
+// The event comes by value at the framework's wish.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 int zrInterpPython::TraceHook(PyObject* frame, zrString event, PyObject* /*arg*/) {
   const zrpy::GilGuard gil;
   if (!frame) return 0;
