@@ -1,7 +1,8 @@
-// From Python objects to values of the host. Private here: the walk through nested containers.
-// Test: tests/convert/ToVariant_test.cpp.
+// From Python objects to values of the host. Private here: how far a conversion goes into nested
+// containers, and their texts. Test: tests/convert/ToVariant_test.cpp.
 #include <zrpythoninterp/core/GilGuard.h>
 // GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/convert/Elements.h>
 #include <zrpythoninterp/convert/ToVariant.h>
 #include <zrpythoninterp/core/ErrorStash.h>
 #include <zrpythoninterp/core/PyRef.h>
@@ -16,23 +17,37 @@ namespace zrpy {
 namespace {
 
 constexpr int kMaxDepth = 200;
-// Characters and elements of nested containers. Without a bound, a few lists that hold each other
-// several times would keep the conversion busy for ever.
-constexpr std::int64_t kMaxNestedWork = std::int64_t{1} << 30;
+// What one conversion may spend on nested containers, in characters of text or what takes as long.
+// Without a bound, a few lists that hold each other several times would keep it busy for ever.
+constexpr std::int64_t kMaxWork = std::int64_t{1} << 30;
+constexpr std::int64_t kContainerWork = 64;
+constexpr std::int64_t kErrorWork = 256;
 
-// One conversion: the containers that it is inside of, innermost first, and the work that is left.
-struct Walk {
-  std::int64_t work = kMaxNestedWork;
-};
+// The containers that a conversion is inside of, innermost first.
 struct Level {
   PyObject* container;
   const Level* outer;
   int depth;
 };
 
-// False, with an error pending, where the walk must not go on inwards.
-bool MayEnter(PyObject* container, const Level* outer, const Walk& walk) {
-  if (outer && outer->depth >= kMaxDepth) {
+// One conversion. work: what is left, but for the text that is being written.
+struct Walk {
+  std::int64_t work = kMaxWork;
+};
+
+// False, with an error pending, where the walk must not go on.
+bool MayGoOn(const zrString& text, const Walk& walk) {
+  if (static_cast<std::int64_t>(text.size()) < walk.work) return true;
+  PyErr_SetString(PyExc_MemoryError, "containers nest too often to be converted");
+  return false;
+}
+
+// False, with an error pending, where it must not go on inwards.
+bool MayEnter(PyObject* container, const Level* outer, const zrString& text, Walk& walk) {
+  if (!MayGoOn(text, walk)) return false;
+  if (!outer) return true;
+  walk.work -= kContainerWork + outer->depth;
+  if (outer->depth >= kMaxDepth) {
     PyErr_SetString(PyExc_RecursionError, "containers nest too deep to be converted");
     return false;
   }
@@ -41,10 +56,6 @@ bool MayEnter(PyObject* container, const Level* outer, const Walk& walk) {
       PyErr_SetString(PyExc_RecursionError, "a container that contains itself was converted");
       return false;
     }
-  }
-  if (walk.work <= 0) {
-    PyErr_SetString(PyExc_MemoryError, "containers nest too often to be converted");
-    return false;
   }
   return true;
 }
@@ -57,100 +68,44 @@ const char* AsciiCharacters(PyObject* text) {
   if (PyUnicode_IS_ASCII(text)) {
     return reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(text));
   }
-  PyRef::Steal(PyUnicode_AsASCIIString(text));  // only for the error that it raises
+  // Only for its error, the making of which can collect garbage, which runs script code.
+  const PyRef kept = PyRef::Borrow(text);
+  PyRef::Steal(PyUnicode_AsASCIIString(text));
   return nullptr;
 }
 
-bool IsDict(PyObject* object) { return PyDict_Check(object); }
-bool IsSequence(PyObject* object) {
-  return PyList_Check(object) || PyTuple_Check(object) || PyAnySet_Check(object);
-}
-
-// How many entries to expect; a subclass that iterates in its own way may give any number.
-Py_ssize_t EntryCount(PyObject* container) {
-  if (IsDict(container)) return PyDict_Size(container);
-  return PyAnySet_Check(container) ? PySet_GET_SIZE(container) : Py_SIZE(container);
-}
-
-// Calls visit with each element. It gives false where it left an error pending that must not reach
-// the iterator. The error that arose last is pending afterwards. False when there is no iterator.
-template <typename Visit>
-bool ForEachElement(PyObject* sequence, Visit&& visit) {
-  ErrorStash errors;
-  const auto one = [&](PyObject* element) {
-    if (!visit(element)) errors.Park();
-  };
-  if (PyList_CheckExact(sequence) || PyTuple_CheckExact(sequence)) {
-    const bool isList = PyList_CheckExact(sequence);
-    // An element's script code can shrink the list; what it adds is not visited, so this ends.
-    const Py_ssize_t size = Py_SIZE(sequence);
-    for (Py_ssize_t i = 0; i < size && i < Py_SIZE(sequence); ++i) {
-      PyObject* const element =
-          isList ? PyList_GET_ITEM(sequence, i) : PyTuple_GET_ITEM(sequence, i);
-      if (IsPlain(element)) {
-        one(element);
-      } else {
-        const PyRef kept = PyRef::Borrow(element);
-        one(element);
-      }
-    }
-    return true;
-  }
-  const PyRef iterator = PyRef::Steal(PyObject_GetIter(sequence));
-  if (!iterator) return false;  // a subclass's __iter__ raised
-  while (const PyRef element = PyRef::Steal(PyIter_Next(iterator.get()))) one(element.get());
-  return true;
-}
-
-// Calls visit with each key and value, under the same terms.
-template <typename Visit>
-void ForEachItem(PyObject* dict, Visit&& visit) {
-  ErrorStash errors;
-  PyObject* key = nullptr;
-  PyObject* value = nullptr;
-  Py_ssize_t position = 0;
-  // What script code adds meanwhile is not visited, so this ends.
-  for (Py_ssize_t left = PyDict_Size(dict); left > 0 && PyDict_Next(dict, &position, &key, &value);
-       --left) {
-    if (IsPlain(key) && IsPlain(value)) {
-      if (!visit(key, value)) errors.Park();
-    } else {
-      const PyRef keptKey = PyRef::Borrow(key);
-      const PyRef keptValue = PyRef::Borrow(value);
-      if (!visit(key, value)) errors.Park();
-    }
-  }
-}
-
 // One side of a dictionary's entry; one that has no form reads like an empty value.
-bool AppendSide(zrString& text, PyObject* object, const Level& level, Walk& walk) {
-  if (AppendTo(text, object, &level, walk)) return PyErr_Occurred() == nullptr;
-  text += zrVariant().GetString();
-  return false;
+void AppendSide(zrString& text, PyObject* object, const Level& level, Walk& walk) {
+  if (!AppendTo(text, object, &level, walk)) text += zrVariant().GetString();
 }
 
-bool AppendItem(zrString& text, PyObject* key, PyObject* value, const Level& level, Walk& walk) {
+void AppendItem(zrString& text, PyObject* key, PyObject* value, const Level& level, Walk& walk) {
   ErrorStash error;
-  if (!AppendSide(text, key, level, walk)) error.Park();
+  AppendSide(text, key, level, walk);
+  error.Park();
   text += ':';
-  return AppendSide(text, value, level, walk) && !error;
+  AppendSide(text, value, level, walk);
 }
 
-// The entries of the container that the level stands for. False when there are none to be had.
+// The entries of the container that the level stands for, which is the outermost. False when there
+// are none to be had.
 bool CollectEntries(zrStlVector<zrString>& entries, const Level& level, Walk& walk) {
-  const auto append = [&](PyObject* element) {
-    entries.emplace_back();
-    if (AppendTo(entries.back(), element, &level, walk)) {
-      return PyUnicode_CheckExact(element) || PyErr_Occurred() == nullptr;
-    }
-    entries.pop_back();
-    return false;
-  };
   entries.reserve(static_cast<size_t>(EntryCount(level.container)));
-  if (!IsDict(level.container)) return ForEachElement(level.container, append);
-  ForEachItem(level.container, [&](PyObject* key, PyObject* value) {
+  if (!IsDict(level.container)) {
+    return ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
+      entries.emplace_back();
+      const bool written = AppendTo(entries.back(), element, &level, walk);
+      if (written && PyUnicode_CheckExact(element)) return true;  // which leaves no error
+      if (!written) entries.pop_back();
+      errors.Park();
+      return true;
+    });
+  }
+  ForEachItem(level.container, [&](PyObject* key, PyObject* value, ErrorStash& errors) {
     entries.emplace_back();
-    return AppendItem(entries.back(), key, value, level, walk);
+    AppendItem(entries.back(), key, value, level, walk);
+    errors.Park();
+    return true;
   });
   return true;
 }
@@ -163,27 +118,39 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
     --walk.work;
     if (!std::exchange(first, false)) zrVariantAccess::NextEntry(text);
   };
+  const auto end = [&](ErrorStash& errors) {
+    if (errors.Park()) walk.work -= kErrorWork;
+    return true;
+  };
   zrVariantAccess::OpenList(text);
   bool walked = true;
   if (IsDict(level.container)) {
-    ForEachItem(level.container, [&](PyObject* key, PyObject* value) {
+    ForEachItem(level.container, [&](PyObject* key, PyObject* value, ErrorStash& errors) {
+      if (!MayGoOn(text, walk)) return false;
       begin();
-      return AppendItem(text, key, value, level, walk);
+      AppendItem(text, key, value, level, walk);
+      return end(errors);
     });
   } else {
-    walked = ForEachElement(level.container, [&](PyObject* element) {
+    walked = ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
+      if (!MayGoOn(text, walk)) return false;
       const size_t mark = text.size();
       const bool wasFirst = first;
       begin();
-      if (AppendTo(text, element, &level, walk)) return PyErr_Occurred() == nullptr;
-      text.resize(mark);
-      first = wasFirst;
-      return false;
+      if (!AppendTo(text, element, &level, walk)) {
+        text.resize(mark);
+        first = wasFirst;
+      }
+      return end(errors);
     });
   }
-  if (walked) zrVariantAccess::CloseList(text);
-  if (!walked) text.resize(start);
-  walk.work -= static_cast<std::int64_t>(text.size() - start);
+  if (walked) {
+    zrVariantAccess::CloseList(text);
+  } else {
+    text.resize(start);
+  }
+  // What the outermost container holds goes into texts of their own.
+  if (level.depth <= 2) walk.work -= static_cast<std::int64_t>(text.size() - start);
   return walked;
 }
 
@@ -210,7 +177,7 @@ bool AppendTo(zrString& text, PyObject* object, const Level* outer, Walk& walk) 
     return true;
   }
   if (IsDict(object) || IsSequence(object)) {
-    if (!MayEnter(object, outer, walk)) return false;
+    if (!MayEnter(object, outer, text, walk)) return false;
     return AppendEntries(text, Level{object, outer, outer ? outer->depth + 1 : 1}, walk);
   }
   return false;

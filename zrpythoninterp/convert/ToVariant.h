@@ -11,20 +11,12 @@ namespace zrpy {
 // when the object has no form in the host: None, a text that is not ASCII, anything that is no
 // number, text or container. A container becomes a list of its entries' texts; entries without a
 // form are left out of sequences, and leave their side of a dictionary's "key:value" empty.
-// Containers that contain themselves, or nest too deep, have no form at that point. Can run script
-// code (an overridden
-// __iter__). Can leave an error pending, with either result.
+// Containers that contain themselves, or nest too deep or too often, have no form at that point.
+// Can run script code (an overridden __iter__). Can leave an error pending, with either result;
+// expects none.
 bool ToVariant(zrVariant& out, PyObject* object) ZR_REQUIRES_GIL;
 
 // Appends the text that the object's value would give, under the same terms.
 bool AppendText(zrString& text, PyObject* object) ZR_REQUIRES_GIL;
-
-// True for the objects whose conversion can run no script code, so that a borrowed reference to one
-// stays good: exact texts, bytes, numbers, booleans and None.
-inline bool IsPlain(PyObject* object) {
-  PyTypeObject* const type = Py_TYPE(object);
-  return type == &PyUnicode_Type || type == &PyLong_Type || type == &PyFloat_Type ||
-         type == &PyBytes_Type || type == &PyBool_Type || object == Py_None;
-}
 
 }  // namespace zrpy

@@ -22,9 +22,9 @@ class ErrorStash {
     }
   }
 
-  // Takes the pending error, if there is one, in place of what was parked before.
-  void Park() {
-    if (PyErr_Occurred() == nullptr) return;
+  // Takes the pending error in place of what was parked before. False when there is none.
+  bool Park() {
+    if (PyErr_Occurred() == nullptr) return false;
     PyObject* type = nullptr;
     PyObject* value = nullptr;
     PyObject* traceback = nullptr;
@@ -32,6 +32,7 @@ class ErrorStash {
     type_ = PyRef::Steal(type);
     value_ = PyRef::Steal(value);
     traceback_ = PyRef::Steal(traceback);
+    return true;
   }
 
   explicit operator bool() const { return static_cast<bool>(type_); }
