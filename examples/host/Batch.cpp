@@ -13,6 +13,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kBarWidth = 24;
+// The terminal's own commands: the cursor's place, and the rest of a line.
+constexpr char kSave[] = "\0337";
+constexpr char kRestore[] = "\0338";
+constexpr char kClearRest[] = "\033[K";
 
 std::string Seconds(Clock::duration time) {
   char text[32];
@@ -20,24 +24,34 @@ std::string Seconds(Clock::duration time) {
   return text;
 }
 
-// Stands in the line in which the script's own output begins, and gives way to it.
+// Stands in the terminal's last line, below what the scripts print, which scrolls above it.
 class Bar {
  public:
-  explicit Bar(std::size_t all) : all_(all), shown_(StderrIsTerminal()) {}
+  explicit Bar(std::size_t all) : all_(all), row_(StderrIsTerminal() ? TerminalRows() : 0) {
+    if (!Shown()) return;
+    // A free line at the bottom; then all lines but that one scroll.
+    std::cerr << "\n\033[A" << kSave << "\033[1;" << row_ - 1 << "r" << kRestore << std::flush;
+  }
+  ~Bar() {
+    if (!Shown()) return;
+    std::cerr << kSave << "\033[r\033[" << row_ << ";1H" << kClearRest << kRestore << std::flush;
+  }
+  Bar(const Bar&) = delete;
+  Bar& operator=(const Bar&) = delete;
 
   void Show(std::size_t done, const std::string& next) const {
-    if (!shown_) return;
+    if (!Shown()) return;
     const std::size_t filled = kBarWidth * done / all_;
-    std::cerr << "[" << std::string(filled, '#') << std::string(kBarWidth - filled, '.') << "] "
-              << done << "/" << all_ << " " << next << "\r" << std::flush;
-  }
-  void Clear() const {
-    if (shown_) std::cerr << "\033[K" << std::flush;
+    std::cerr << kSave << "\033[" << row_ << ";1H[" << std::string(filled, '#')
+              << std::string(kBarWidth - filled, '.') << "] " << done << "/" << all_ << " " << next
+              << kClearRest << kRestore << std::flush;
   }
 
  private:
+  bool Shown() const { return row_ > 2; }
+
   const std::size_t all_;
-  const bool shown_;
+  const int row_;  // 0: there is no terminal
 };
 
 }  // namespace
@@ -53,7 +67,6 @@ bool RunBatch(Session& session, const std::vector<std::string>& scripts) {
     const Clock::time_point begin = Clock::now();
     const Session::Outcome outcome = session.RunFile(script);
     const Clock::duration time = Clock::now() - begin;
-    bar.Clear();
     const bool ok = session.Report(script, outcome);
     failed += ok ? 0 : 1;
     std::cerr << (ok ? Paint(Colour::kGreen, "ok    ") : Paint(Colour::kRed, "FAILED"))

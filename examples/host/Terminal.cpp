@@ -1,4 +1,5 @@
 #include <examples/host/Terminal.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -7,11 +8,14 @@ namespace zrpyhost {
 
 namespace {
 
+bool IsDumb() {
+  const char* const terminal = std::getenv("TERM");
+  return !terminal || std::string(terminal) == "dumb";
+}
+
 bool WantsColour() {
   const char* const refused = std::getenv("NO_COLOR");
-  const char* const terminal = std::getenv("TERM");
-  return StderrIsTerminal() && !(refused && *refused) && terminal &&
-         std::string(terminal) != "dumb";
+  return StderrIsTerminal() && !(refused && *refused) && !IsDumb();
 }
 
 }  // namespace
@@ -19,6 +23,11 @@ bool WantsColour() {
 bool StdoutIsTerminal() { return isatty(STDOUT_FILENO) != 0; }
 bool StderrIsTerminal() { return isatty(STDERR_FILENO) != 0; }
 bool StdinIsTerminal() { return isatty(STDIN_FILENO) != 0; }
+
+int TerminalRows() {
+  struct winsize size = {};
+  return !IsDumb() && ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
+}
 
 std::string Paint(Colour colour, const std::string& text) {
   static const bool wanted = WantsColour();
