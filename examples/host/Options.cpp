@@ -162,6 +162,10 @@ std::optional<int> TakeRest(const CLI::App& app, std::vector<std::string> rest, 
     if (options.text) return Refuse("--batch runs scripts and does not go with -e");
     if (options.trace.step) return Refuse("--step asks questions and does not go with --batch");
     if (rest.empty()) return Refuse("--batch needs at least one SCRIPT");
+    for (const std::string& name : rest) {
+      if (name.compare(0, 1, "-") == 0)
+        return Refuse("options come ahead of the scripts: '" + name + "'");
+    }
     options.scripts = std::move(rest);
     return std::nullopt;
   }

@@ -64,6 +64,7 @@ class CommandLine(HostTest):
                 (['--home', '/no/such/folder', '-e', '1'], '/no/such/folder'),
                 (['--batch'], 'at least one SCRIPT'),
                 (['--batch', '-e', '1', 'a.py'], 'does not go with -e'),
+                (['--batch', 'a.py', '--get', 'x'], "ahead of the scripts: '--get'"),
                 (['--batch', '--step', 'a.py'], 'does not go with --batch')):
             self.expect(arguments, 2, '', ['zrpyhost: ', text, hint])
 
