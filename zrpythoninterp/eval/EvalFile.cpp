@@ -44,7 +44,9 @@ void CopyBack(PyObject* dict, VariableMap& variables) ZR_REQUIRES_GIL {
     const PyRef keptValue = PyRef::Borrow(value);
     zrString name;
     zrVariant variable;
-    if (zrpy::AppendText(name, key) && name != "__builtins__" && zrpy::ToVariant(variable, value)) {
+    const bool named = zrpy::AppendText(name, key) && name != "__builtins__";
+    errors.Park();  // a key's error must not reach the value's conversion
+    if (named && zrpy::ToVariant(variable, value)) {
       // The dictionary's order is mostly the map's, so each entry goes in behind the one before.
       hint = std::next(variables.insert_or_assign(hint, std::move(name), std::move(variable)));
     }
