@@ -41,8 +41,12 @@ bool ForEachElement(PyObject* sequence, Visit&& visit) {
     for (Py_ssize_t i = 0; more && i < size && i < Py_SIZE(sequence); ++i) {
       PyObject* const element =
           isList ? PyList_GET_ITEM(sequence, i) : PyTuple_GET_ITEM(sequence, i);
-      const PyRef kept = IsPlain(element) ? PyRef() : PyRef::Borrow(element);
-      more = visit(element, errors);
+      if (IsPlain(element)) {
+        more = visit(element, errors);
+      } else {
+        const PyRef kept = PyRef::Borrow(element);
+        more = visit(element, errors);
+      }
     }
     return true;
   }

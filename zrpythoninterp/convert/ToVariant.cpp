@@ -35,16 +35,16 @@ struct Walk {
   std::int64_t work = kMaxWork;
 };
 
-// False, with an error pending, where the walk must not go on.
-bool MayGoOn(const zrString& text, const Walk& walk) {
-  if (static_cast<std::int64_t>(text.size()) < walk.work) return true;
-  PyErr_SetString(PyExc_MemoryError, "containers nest too often to be converted");
-  return false;
+bool HasWorkLeft(const zrString& text, const Walk& walk) {
+  return static_cast<std::int64_t>(text.size()) < walk.work;
 }
 
-// False, with an error pending, where it must not go on inwards.
+// False, with an error pending, where the walk must not go on inwards.
 bool MayEnter(PyObject* container, const Level* outer, const zrString& text, Walk& walk) {
-  if (!MayGoOn(text, walk)) return false;
+  if (!HasWorkLeft(text, walk)) {
+    PyErr_SetString(PyExc_MemoryError, "containers nest too often to be converted");
+    return false;
+  }
   if (!outer) return true;
   walk.work -= kContainerWork + outer->depth;
   if (outer->depth >= kMaxDepth) {
@@ -119,21 +119,20 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
     if (!std::exchange(first, false)) zrVariantAccess::NextEntry(text);
   };
   const auto end = [&](ErrorStash& errors) {
-    if (errors.Park()) walk.work -= kErrorWork;
-    return true;
+    if (!errors.Park()) return true;
+    walk.work -= kErrorWork;
+    return HasWorkLeft(text, walk);
   };
   zrVariantAccess::OpenList(text);
   bool walked = true;
   if (IsDict(level.container)) {
     ForEachItem(level.container, [&](PyObject* key, PyObject* value, ErrorStash& errors) {
-      if (!MayGoOn(text, walk)) return false;
       begin();
       AppendItem(text, key, value, level, walk);
       return end(errors);
     });
   } else {
     walked = ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
-      if (!MayGoOn(text, walk)) return false;
       const size_t mark = text.size();
       const bool wasFirst = first;
       begin();
