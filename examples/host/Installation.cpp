@@ -10,8 +10,12 @@ namespace fs = std::filesystem;
 
 namespace zrpyhost {
 
-Installation::Installation(const std::string& root) : root_(root) {
-  if (!root_.empty()) return;
+Installation::Installation(const std::string& root) {
+  if (!root.empty()) {
+    // The library takes the folder above the root from the text, so that has to be written out.
+    root_ = uklLibrary::GetAbsoluteFileName(root);
+    return;
+  }
   folder_ = (fs::temp_directory_path() / "zrpyhost-XXXXXX").string();
   if (!mkdtemp(folder_.data())) {
     throw std::runtime_error("no temporary folder can be made in " +

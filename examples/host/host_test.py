@@ -92,6 +92,11 @@ class CommandLine(HostTest):
         runtime = os.path.join(beside, 'macos64' if sys.platform == 'darwin' else 'linux64')
         os.symlink(sys.base_prefix, runtime)
         self.expect(['--home', home, '-e', 'import sys; print(sys.prefix)'], 0, runtime + '\n')
+        # What is the runtime's is no script's, also where the root is named without its folders.
+        self.write('imports.py', 'import this')
+        self.run_host('--home', 'app', '--coverage', 'c.info', 'imports.py')
+        with open(os.path.join(self.folder.name, 'c.info')) as file:
+            self.assertEqual(1, file.read().count('SF:'))
         self.expect(['--user', '/u', '-e', 'import os; print(os.environ["PYTHONUSERBASE"])'], 0,
                     '/u/python\n')
 
