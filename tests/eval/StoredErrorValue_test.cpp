@@ -49,51 +49,41 @@ bool AreAlike(const std::string& found, const std::string& expected) {
   return expected == "str:" ? found.rfind(expected, 0) == 0 : found == expected;
 }
 
-class StoredErrorValue : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    const std::string home = ZR_TEST_PYTHON_HOME;
-    static const std::wstring wideHome(home.begin(), home.end());
-    ASSERT_TRUE(zrpy::StartRuntime(wideHome.c_str(), L"python3"));
-  }
+std::string CountsOf(const PyRef (&owners)[3]) {
+  std::ostringstream counts;
+  for (const PyRef& owner : owners) counts << (owner ? Py_REFCNT(owner.get()) : 0) << ' ';
+  return counts.str();
+}
 
-  // Describes what is stored for the error that run leaves, "no error" when it leaves none.
-  static std::string StoredAfter(const std::function<void()>& run) {
-    run();
-    PyObject* type = nullptr;
-    PyObject* value = nullptr;
-    PyObject* traceback = nullptr;
-    PyErr_Fetch(&type, &value, &traceback);
-    const PyRef owners[] = {PyRef::Steal(type), PyRef::Steal(value), PyRef::Steal(traceback)};
-    if (type == nullptr) return "no error";
-    const std::string before = CountsOf(owners);
-    std::string description;
-    {
-      const PyRef stored = zrpy::StoredErrorValue(type, value, traceback);
-      EXPECT_EQ(PyErr_Occurred(), nullptr);
-      description = Describe(stored.get());
-    }
-    EXPECT_EQ(CountsOf(owners), before);
-    PyRun_SimpleString("import sys, warnings; sys.settrace(None); warnings.resetwarnings()");
-    return description;
+// Describes what is stored for the error that run leaves, "no error" when it leaves none.
+std::string StoredAfter(const std::function<void()>& run) {
+  run();
+  PyObject* type = nullptr;
+  PyObject* value = nullptr;
+  PyObject* traceback = nullptr;
+  PyErr_Fetch(&type, &value, &traceback);
+  const PyRef owners[] = {PyRef::Steal(type), PyRef::Steal(value), PyRef::Steal(traceback)};
+  if (type == nullptr) return "no error";
+  const std::string before = CountsOf(owners);
+  std::string description;
+  {
+    const PyRef stored = zrpy::StoredErrorValue(type, value, traceback);
+    EXPECT_EQ(PyErr_Occurred(), nullptr);
+    description = Describe(stored.get());
   }
+  EXPECT_EQ(CountsOf(owners), before);
+  PyRun_SimpleString("import sys; sys.settrace(None)");
+  return description;
+}
 
-  static std::string StoredAfterScript(const std::string& script) {
-    return StoredAfter([&script] {
-      const PyRef space = PyRef::Steal(PyDict_New());
-      PyDict_SetItemString(space.get(), "__builtins__", PyEval_GetBuiltins());
-      PyRef::Steal(
-          PyRun_StringFlags(script.c_str(), Py_file_input, space.get(), space.get(), nullptr));
-    });
-  }
-
- private:
-  static std::string CountsOf(const PyRef (&owners)[3]) {
-    std::ostringstream counts;
-    for (const PyRef& owner : owners) counts << (owner ? Py_REFCNT(owner.get()) : 0) << ' ';
-    return counts.str();
-  }
-};
+std::string StoredAfterScript(const std::string& script) {
+  return StoredAfter([&script] {
+    const PyRef space = PyRef::Steal(PyDict_New());
+    PyDict_SetItemString(space.get(), "__builtins__", PyEval_GetBuiltins());
+    PyRef::Steal(
+        PyRun_StringFlags(script.c_str(), Py_file_input, space.get(), space.get(), nullptr));
+  });
+}
 
 // Puts the statement into the place of "@", with the indentation of that place.
 std::string Surround(const char* surrounding, const std::string& statement) {
@@ -106,7 +96,7 @@ std::string Surround(const char* surrounding, const std::string& statement) {
     if (inner == "@") inner = statement;
     if (inner == "MANY") {
       inner.clear();
-      for (int i = 1000; i < 1400; ++i)
+      for (int i = 1000; i < 1260; ++i)
         inner += "v" + std::to_string(i) + "=" + std::to_string(i) + ";";
     }
     std::istringstream parts(inner);
@@ -115,22 +105,42 @@ std::string Surround(const char* surrounding, const std::string& statement) {
   return script;
 }
 
-TEST_F(StoredErrorValue, IsThatOf35ForEachKindOfErrorInEachSurrounding) {
+void ExpectEachKindIn(const Surrounding& surrounding) {
+  for (const ErrorKind& kind : kErrorKinds) {
+    const std::string expected = surrounding.makesInstance ? "nothing" : kind.stored;
+    const std::string found = StoredAfterScript(Surround(surrounding.script, kind.statement));
+    EXPECT_TRUE(AreAlike(found, expected))
+        << kind.statement << "\nin\n"
+        << surrounding.script << "\ngives " << found << " in place of " << expected;
+  }
+}
+
+class StoredErrorValue : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    const std::string home = ZR_TEST_PYTHON_HOME;
+    static const std::wstring wideHome(home.begin(), home.end());
+    ASSERT_TRUE(zrpy::StartRuntime(wideHome.c_str(), L"python3"));
+  }
+};
+
+TEST_F(StoredErrorValue, IsWhatTheRuntimeRaisedWhereNothingHandlesIt) {
   for (const Surrounding& surrounding : kSurroundings) {
-    for (const ErrorKind& kind : kErrorKinds) {
-      const std::string expected = surrounding.makesInstance ? "nothing" : kind.stored;
-      const std::string found = StoredAfterScript(Surround(surrounding.script, kind.statement));
-      EXPECT_TRUE(AreAlike(found, expected))
-          << kind.statement << "\nin\n"
-          << surrounding.script << "\ngives " << found << " in place of " << expected;
-    }
+    if (!surrounding.makesInstance) ExpectEachKindIn(surrounding);
+  }
+}
+
+TEST_F(StoredErrorValue, IsAnInstanceWhereAHandlerLooksAtIt) {
+  for (const Surrounding& surrounding : kSurroundings) {
+    if (surrounding.makesInstance) ExpectEachKindIn(surrounding);
   }
 }
 
 TEST_F(StoredErrorValue, IsAnInstanceForErrorsThatPassedAnImport) {
   const std::string folder = testing::TempDir();
   PyRun_SimpleString(
-      ("import sys; sys.dont_write_bytecode = True; sys.path.insert(0, '" + folder + "')").c_str());
+      ("import sys; sys.dont_write_bytecode = True; sys.path.insert(0, r'" + folder + "')")
+          .c_str());
   int number = 0;
   for (const char* text : {"1/0", "nope", "object().nope", "from sys import nope", "{}['k']", "1 +",
                            "def f():\n  nope\nf()", "import sys\nsys.exit(3)"}) {

@@ -30,6 +30,7 @@ inline constexpr ErrorKind kErrorKinds[] = {
     {"set().pop()", "str:pop from an empty set"},
     {"{}.popitem()", "str:popitem(): dictionary is empty"},
     {"from sys import nope", "str:"},
+    {"globals().update(__name__='__main__', __package__=None)\nfrom . import x", "str:"},
     {"(lambda f: f(f))(lambda f: f(f))", "str:"},
     {"raise 3", "str:exceptions must derive from BaseException"},
     {"def g():\n  yield 1\n  1/0\nlist(g())", "str:division by zero"},
@@ -57,7 +58,9 @@ inline constexpr ErrorKind kErrorKinds[] = {
     {"'\\u0100'.encode('ascii')", "nothing"},
     {"b'\\xff'.decode('utf-8')", "nothing"},
     {"exec('def f(x):\\n global x')", "nothing"},
-    {"import warnings\nwarnings.simplefilter('error')\nwarnings.warn('x')", "nothing"},
+    {"import warnings\nwarnings.simplefilter('error', BytesWarning)\nwarnings.warn('x', "
+     "BytesWarning)",
+     "nothing"},
     // Raised by scripts.
     {"raise ValueError('x')", "nothing"},
     {"raise ValueError", "nothing"},

@@ -234,8 +234,7 @@ PyRef StoredErrorValue(PyObject* type, PyObject* value, PyObject* traceback) {
   PyRef stored = PyRef::Borrow(value);
   if (value == nullptr) return stored;
   if (PyExceptionInstance_Check(value)) {
-    const bool isArgument = reinterpret_cast<PyObject*>(Py_TYPE(value)) != type;  // of sys.exit
-    const bool isBare = !isArgument && IsMadeAsInstance(type) && StayedBare(value, traceback);
+    const bool isBare = IsMadeAsInstance(type) && StayedBare(value, traceback);
     if (isBare) stored = BareValue(value);
   } else if (type == PyExc_StopIteration || value == Py_None) {
     stored.reset();  // the end of a generator since 3.6, sys.exit() since 3.8
