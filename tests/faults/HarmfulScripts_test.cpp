@@ -309,5 +309,25 @@ const Script kDamage[] = {
 
 INSTANTIATE_TEST_SUITE_P(Each, Damage, testing::ValuesIn(kDamage), NameOf);
 
+using Settings = EvalTest;
+
+// Up to 3.7 the runtime keeps these beyond its stop.
+TEST_F(Settings, OfAScriptEndWithItsLife) {
+  const zrString settings =
+      "[sys.getrecursionlimit(), sys.getswitchinterval(), gc.isenabled(), gc.get_debug(), "
+      "gc.get_threshold(), threading.stack_size()]";
+  const char* const imports = "import gc, sys, threading";
+  ASSERT_TRUE(Run(imports));
+  const zrString before = Text(settings);
+  ASSERT_TRUE(
+      Run("sys.setswitchinterval(0.5)\ngc.disable()\ngc.set_threshold(3, 3, 3)\n"
+          "gc.set_debug(gc.DEBUG_SAVEALL)\nthreading.stack_size(1 << 20)\n"
+          "sys.setrecursionlimit(10)"));
+  EXPECT_NE(Text(settings), before);
+  EXPECT_TRUE(interp().Close());
+  ASSERT_TRUE(Run(imports));
+  EXPECT_EQ(Text(settings), before);
+}
+
 }  // namespace
 }  // namespace zrtest

@@ -1,5 +1,8 @@
 // The start of the runtime and its instructions, which differ most between its releases.
 #include <zrpythoninterp/core/PyCompat.h>
+#include <zrpythoninterp/core/PyRef.h>
+
+#include <utility>
 
 // Here alone: its macros have short and common names.
 #include <opcode.h>
@@ -33,7 +36,33 @@ bool StartRuntime(const wchar_t* home, const wchar_t* program) {
 
 #else
 
+namespace {
+
+// Here what scripts set of these belongs to the process, and would rule the next life. A recursion
+// limit that is too low would even keep it from starting, which ends the process.
+constexpr int kRecursionLimit = 1000;
+constexpr const char kOtherDefaults[] =
+    "import _thread, gc, sys\n"
+    "gc.enable()\n"
+    "gc.set_debug(0)\n"
+    "gc.set_threshold(700, 10, 10)\n"
+    "sys.setswitchinterval(0.005)\n"
+    "_thread.stack_size(0)\n";
+
+void SetOtherDefaults() {
+  const PyRef names = PyRef::Steal(PyDict_New());
+  if (names && PyDict_SetItemString(names.get(), "__builtins__", PyEval_GetBuiltins()) == 0) {
+    PyRef::Steal(
+        PyRun_StringFlags(kOtherDefaults, Py_file_input, names.get(), names.get(), nullptr));
+  }
+  PyErr_Clear();
+}
+
+}  // namespace
+
 bool StartRuntime(const wchar_t* home, const wchar_t* program) {
+  static bool again = false;
+  if (again) Py_SetRecursionLimit(kRecursionLimit);
 #if PY_VERSION_HEX >= 0x03070000
   Py_UTF8Mode = 1;
 #endif
@@ -41,7 +70,9 @@ bool StartRuntime(const wchar_t* home, const wchar_t* program) {
   Py_SetPythonHome(const_cast<wchar_t*>(home));
   Py_SetProgramName(const_cast<wchar_t*>(program));
   Py_Initialize();
-  return Py_IsInitialized() != 0;
+  if (Py_IsInitialized() == 0) return false;
+  if (std::exchange(again, true)) SetOtherDefaults();
+  return true;
 }
 
 #endif

@@ -191,6 +191,20 @@ inline int FrameDepth(PyFrameObject* frame) {
   return depth;
 }
 
+// ---- recursion (3.9 gets over every recursion error) ----
+
+// Lock held. True where up to 3.8 a recursion error could not be got over: the runtime ends the
+// process when a script that met one this close to the limit goes on into the depth.
+inline bool RecursionIsNearItsEnd() {
+#if PY_VERSION_HEX < 0x03090000
+  const int depth = PyThreadState_Get()->recursion_depth;
+  const int limit = Py_GetRecursionLimit();
+  return depth > 0 && depth >= (limit > 200 ? limit - 50 : limit / 4 * 3);
+#else
+  return false;
+#endif
+}
+
 // ---- errors as instances (3.10, 3.12) and opcodes ----
 
 // True when the runtime makes an instance at once of an error of its own, where 3.5 stores a bare

@@ -41,6 +41,10 @@ Entry::Entry(zrInterpPython& interp)
       interp.handleExceptions();
     }
   }
+  if (canEvaluate_ && RecursionIsNearItsEnd()) {
+    canEvaluate_ = false;
+    ReportDepth(interp);
+  }
   // Only now: during the report other threads can enter and leave.
   previous_ = newest;
   if (previous_) previous_->next_ = this;
@@ -58,6 +62,17 @@ Entry::~Entry() {
   } else if (interrupted_) {
     DropInterrupt();
   }
+}
+
+// Without the runtime's help, which would itself meet the limit.
+void Entry::ReportDepth(zrInterpPython& interp) {
+  zrPythonError error;
+  error.kind = "RecursionError";
+  error.message = "maximum recursion depth exceeded";
+  error.traceback = error.kind + ": " + error.message + "\n";
+  interp.setLastError(&error);
+  if (interp.alertFn_) interp.alertFn_(error.message);
+  interp.setLastError(&error);  // the alert may have evaluated
 }
 
 bool Entry::Runs(unsigned long thread) {

@@ -22,7 +22,8 @@ class ZR_THREAD_ATTRIBUTE(scoped_lockable) Entry {
   Entry(const Entry&) = delete;
   Entry& operator=(const Entry&) = delete;
 
-  // False when the runtime is being taken apart and the evaluation must fail.
+  // False when the evaluation must fail: the runtime is being taken apart, or the evaluation comes
+  // from the depth of a recursion that the runtime could not survive, which is then reported.
   explicit operator bool() const { return canEvaluate_; }
 
   // True when InterruptAll came since it began.
@@ -33,10 +34,11 @@ class ZR_THREAD_ATTRIBUTE(scoped_lockable) Entry {
 
  private:
   static bool Runs(unsigned long thread);
+  static void ReportDepth(zrInterpPython& interp);
 
   GilGuard gil_;
   ErrorStash outer_;
-  const bool canEvaluate_;
+  bool canEvaluate_;
   bool interrupted_ = false;
   const unsigned long thread_;
   Entry* previous_ = nullptr;  // the evaluations that run, on all threads
