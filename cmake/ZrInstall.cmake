@@ -13,17 +13,14 @@ install(TARGETS zrpythoninterp EXPORT zrpythoninterpTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
 # Public headers are known by their names; the others stay at home. A framework of another kind
-# brings those of the host room itself.
+# brings those of the host room itself, all but the one that marks what this library exports.
 foreach(room host core convert eval trace)
+  set(patterns zr*.h ukl*.h)
   if(room STREQUAL "host" AND NOT ZR_HOST STREQUAL "bundled")
-    continue()
+    set(patterns zrExport.h)
   endif()
-  file(GLOB headers CONFIGURE_DEPENDS
-    ${PROJECT_SOURCE_DIR}/zrpythoninterp/${room}/zr*.h
-    ${PROJECT_SOURCE_DIR}/zrpythoninterp/${room}/ukl*.h)
-  if(room STREQUAL "host" AND NOT ZR_HOST STREQUAL "bundled")
-    set(headers ${PROJECT_SOURCE_DIR}/zrpythoninterp/host/zrExport.h)  # the rest is the framework's
-  endif()
+  list(TRANSFORM patterns PREPEND ${PROJECT_SOURCE_DIR}/zrpythoninterp/${room}/)
+  file(GLOB headers CONFIGURE_DEPENDS ${patterns})
   if(headers)
     install(FILES ${headers} COMPONENT development
       DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zrpythoninterp/${room})
