@@ -1,0 +1,1 @@
+$PLATFORM/a.py

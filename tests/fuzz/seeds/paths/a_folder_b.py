@@ -1,0 +1,1 @@
+a folder/b.py
