@@ -4,6 +4,9 @@
 
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
+// Python.h comes first. The oldest runtimes leave these two out of it.
+#include <frameobject.h>
+#include <pythread.h>
 
 #include <memory>
 

@@ -167,7 +167,7 @@ class Programs(TraceTest):
             ('pyclbr', sample), ('calendar', '2024', '2'), ('base64', '-e', data),
             ('quopri', data), ('textwrap',), ('inspect', 'sched'), ('gzip', data),
             ('tarfile', '-c', 'x.tar', data), ('shlex', data), ('json/tool', data),
-            ('mimetypes', 'a.html', 'b.nope'), ('symtable', sample)]
+            ('mimetypes', 'a.html', 'b.nope'), ('fileinput', data)]
         for program in programs:
             with self.subTest(program=program[0]):
                 script = self.copy(program[0])
