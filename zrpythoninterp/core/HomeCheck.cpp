@@ -7,6 +7,9 @@
 #include <zrpythoninterp/host/zrStlVector.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace zrpy {
@@ -20,11 +23,35 @@ constexpr const char* kNeededUnlessFrozen[] = {
     "encodings/latin_1", "codecs",      "io",           "abc", "site", "os", "stat",
     "posixpath",         "genericpath", "_sitebuiltins"};
 
-bool AnyHolds(const zrStlVector<zrString>& libraries, const char* module) {
-  return std::any_of(libraries.begin(), libraries.end(), [module](const zrString& library) {
-    const zrString path = library + "/" + module + ".py";
-    return IsReadableFile(path) || IsReadableFile(path + "c");
-  });
+// What modules are looked for in: directories, and the bytes of zip files, which hold the names of
+// their members as they are.
+struct Libraries {
+  zrStlVector<zrString> directories;
+  zrStlVector<zrString> archives;
+
+  bool Hold(const zrString& module) const {
+    const zrString file = module + ".py";
+    return std::any_of(directories.begin(), directories.end(),
+                       [&file](const zrString& directory) {
+                         const zrString path = directory + "/" + file;
+                         return IsReadableFile(path) || IsReadableFile(path + "c");
+                       }) ||
+           std::any_of(archives.begin(), archives.end(), [&file](const zrString& bytes) {
+             return bytes.find(file) != zrString::npos;
+           });
+  }
+
+  bool CanStart() const {
+    const auto held = [this](const char* module) { return Hold(module); };
+    return std::all_of(std::begin(kNeededByAll), std::end(kNeededByAll), held) &&
+           (kStartModulesAreFrozen ||
+            std::all_of(std::begin(kNeededUnlessFrozen), std::end(kNeededUnlessFrozen), held));
+  }
+};
+
+zrString ReadFile(const zrString& path) {
+  std::ifstream stream(std::filesystem::u8path(path), std::ios::binary);
+  return zrString(std::istreambuf_iterator<char>(stream), {});
 }
 
 zrStlVector<zrString> Split(const char* searchPath) {
@@ -46,17 +73,18 @@ bool HomeCanStart(const zrString& home, const char* searchPath) {
   }
   const zrString major = std::to_string(kRuntimeMajor);
   const zrString minor = std::to_string(kRuntimeMinor);
-  zrStlVector<zrString> libraries = Split(searchPath ? searchPath : "");
-  libraries.push_back(home + "/lib/python" + major + minor + ".zip");
-  if (std::any_of(libraries.begin(), libraries.end(), IsReadableFile)) return true;
-
+  Libraries libraries{Split(searchPath ? searchPath : ""), {}};
   for (const char* directory : {"/lib/python", "/lib64/python"}) {
-    libraries.push_back(home + directory + major + "." + minor);
+    libraries.directories.push_back(home + directory + major + "." + minor);
   }
-  const auto held = [&libraries](const char* module) { return AnyHolds(libraries, module); };
-  return std::all_of(std::begin(kNeededByAll), std::end(kNeededByAll), held) &&
-         (kStartModulesAreFrozen ||
-          std::all_of(std::begin(kNeededUnlessFrozen), std::end(kNeededUnlessFrozen), held));
+  if (libraries.CanStart()) return true;
+
+  zrStlVector<zrString> files = Split(searchPath ? searchPath : "");
+  files.push_back(home + "/lib/python" + major + minor + ".zip");
+  for (const zrString& file : files) {
+    if (IsReadableFile(file)) libraries.archives.push_back(ReadFile(file));
+  }
+  return libraries.CanStart();
 }
 
 }  // namespace zrpy
