@@ -1,0 +1,89 @@
+"""The work of the benchmark in the order of the report, and the bars that the library has to meet.
+
+Each row: section, label, the library's time, what it is compared with and the bar of the ratio, for
+pybind11 and for the floor. A bar of None is shown and not judged.
+"""
+
+EVAL = "the same small text evaluated again"
+FRESH = "a text seen for the first time, a file"
+THREADS = "from threads that did not start the runtime"
+OUT = "out: values out of the runtime"
+IN = "in: values into the runtime"
+TRACE = "an event that reaches the observers"
+OTHER = "the rest"
+
+
+def row(section, label, ours, pybind11=None, floor=None):
+    return {"section": section, "label": label, "ours": ours, "pybind11": pybind11, "floor": floor}
+
+
+def simple(section, label, work, pybind11_bar, floor_bar, floor="floor"):
+    return row(section, label, work + "/zr", (work + "/pybind11", pybind11_bar),
+               (work + "/" + floor, floor_bar))
+
+
+def trace(depth, pybind11_bar, floor_bar):
+    return simple(TRACE, f"one observer, depth {depth}", f"trace.{depth}", pybind11_bar, floor_bar,
+                  "minimal")
+
+
+TIMES = [
+    simple(EVAL, "expression, whole number", "eval.number", 0.10, 2.5, "once"),
+    row(EVAL, "the same by EvalScript2", "eval.number/zr2", ("eval.number/pybind11", 0.10),
+        ("eval.number/once", 2.5)),
+    simple(EVAL, "expression, text", "eval.text", 0.10, 2.5, "once"),
+    simple(EVAL, "20 lines in a living namespace", "eval.script", 0.10, 2.5, "once"),
+    simple(FRESH, "new expression", "fresh.number", 1.0, 1.08),
+    simple(FRESH, "20 new lines", "fresh.script", 1.0, 1.08),
+    simple(FRESH, "file of 50 lines", "file.source", 1.0, 1.08),
+    simple(FRESH, "the same compiled", "file.compiled", 0.9, 1.15),
+    simple(THREADS, "one thread", "thread.one", 0.10, 1.5, "kept_once"),
+    simple(THREADS, "four threads", "thread.four", 0.10, 1.5, "kept_once"),
+    row(THREADS, "one, the floor compiling each time", "thread.one/zr", None,
+        ("thread.one/kept", None)),
+    row(THREADS, "four, the floor compiling each time", "thread.four/zr", None,
+        ("thread.four/kept", None)),
+    simple(OUT, "one variable read back", "out.one", 0.10, 3.0),
+    row(OUT, "the same, pybind11 by item", "out.one/zr", ("out.one/pybind11_item", None), None),
+    simple(OUT, "100,000 texts", "out.texts", 0.45, 1.3),
+    simple(OUT, "100,000 longer texts", "out.long_texts", None, 1.3),
+    simple(OUT, "100,000 whole numbers", "out.numbers", 0.65, 1.3),
+    simple(OUT, "100,000 floats", "out.floats", 1.0, 1.15),
+    simple(OUT, "dictionary of 100,000", "out.dict", 0.85, 1.25),
+    simple(OUT, "300 lists of 300", "out.nested", 0.6, 1.3),
+    simple(OUT, "10 MB of text", "out.big_text", 1.3, 1.25),
+    simple(OUT, "10 MB of bytes", "out.big_bytes", 1.3, 1.25),
+    simple(IN, "a whole number", "in.number", 2.0, 2.0),
+    simple(IN, "100,000 texts", "in.texts", 1.1, 1.2),
+    simple(IN, "10 MB of text", "in.big_text", 1.15, 1.25),
+    simple(OTHER, "file over a map of 1,000", "map.thousand", 0.8, 1.6),
+    simple(OTHER, "start and stop", "life.start_stop", None, 1.10),
+    trace(5, 0.25, 1.6),
+    trace(50, 0.15, 1.3),
+    trace(500, 0.13, 1.15),
+] + [
+    row(TRACE, f"ten observers to one, depth {depth}", f"trace.{depth}/zr10", None,
+        (f"trace.{depth}/zr", 1.1)) for depth in (5, 50, 500)
+] + [
+    row(TRACE, f"one observer to a script's hook, depth {depth}", f"trace.{depth}/zr", None,
+        (f"trace.{depth}/script", None)) for depth in (5, 50, 500)
+] + [
+    row(TRACE, f"no observer to a hook that does nothing, depth {depth}", f"trace.{depth}/zr0",
+        None, (f"trace.{depth}/nothing", None)) for depth in (5, 50, 500)
+] + [
+    row(TRACE, "dropped by the filter", "trace.drop/zr", None, ("trace.drop/floor", 2.0)),
+]
+
+# Label, figure, bar. The growth is what the library holds beyond the floor.
+GROWTH = [
+    ("heap after 200,000 evaluations", "heap", 0),
+    ("resident after 200,000 evaluations", "resident", 128 * 1024),
+]
+# Label, work, bar of the peak over the payload.
+PEAKS = [
+    ("100,000 texts", "peak.texts", 1.10),
+    ("100,000 longer texts", "peak.long_texts", 1.10),
+    ("100,000 whole numbers", "peak.numbers", None),
+    ("100,000 floats", "peak.floats", 1.35),
+    ("dictionary of 100,000", "peak.dict", 1.35),
+]

@@ -1,0 +1,62 @@
+"""The ratios as a picture: a row for each piece of work, on a logarithmic scale around 1."""
+
+import math
+from xml.sax.saxutils import escape
+
+LEFT, WIDTH, RIGHT = 330, 560, 70
+ROW, HEAD = 26, 74
+LOW, HIGH = 0.01, 4.0
+TICKS = (0.01, 0.03, 0.1, 0.3, 1.0, 3.0)
+COLOURS = {"pybind11": "#4477aa", "floor": "#228833"}
+MISSED = "#cc3311"
+
+
+def place(ratio):
+    inside = min(max(ratio, LOW), HIGH)
+    return LEFT + WIDTH * math.log(inside / LOW) / math.log(HIGH / LOW)
+
+
+def text(x, y, content, size=12, anchor="start", colour="#222"):
+    return (f'<text x="{x:.1f}" y="{y:.1f}" font-size="{size}" text-anchor="{anchor}" '
+            f'fill="{colour}">{escape(content)}</text>')
+
+
+def bar(y, comparison, colour):
+    """From 1 to the ratio, with the bar to meet as a tick."""
+    one, end = place(1.0), place(comparison["ratio"])
+    fill = MISSED if comparison["met"] is False else colour
+    yield (f'<rect x="{min(one, end):.1f}" y="{y:.1f}" width="{max(abs(end - one), 1):.1f}" '
+           f'height="8" fill="{fill}"/>')
+    if comparison["bar"] is not None:
+        mark = place(comparison["bar"])
+        yield (f'<line x1="{mark:.1f}" y1="{y - 2:.1f}" x2="{mark:.1f}" y2="{y + 10:.1f}" '
+               f'stroke="#000" stroke-width="1.5"/>')
+    beside = (end + 4, "start") if end >= one else (end - 4, "end")
+    yield text(beside[0], y + 8, f"{comparison['ratio']:.2f}", 9, beside[1], fill)
+
+
+def draw(rows):
+    shown = [row for row in rows if any(
+        row[kind] and row[kind]["bar"] is not None for kind in COLOURS)]
+    bottom = HEAD + ROW * len(shown)
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{LEFT + WIDTH + RIGHT}" '
+             f'height="{bottom + 30}" font-family="sans-serif">',
+             '<rect width="100%" height="100%" fill="#fff"/>',
+             text(10, 22, "Time of the library over the time of other ways to embed Python", 15),
+             text(10, 44, "to pybind11", 12, colour=COLOURS["pybind11"]),
+             text(100, 44, "to the floor, the bare C interface", 12, colour=COLOURS["floor"]),
+             text(310, 44, "left of 1: faster; black tick: the bar to meet", 12),
+             text(590, 44, "red: missed", 12, colour=MISSED)]
+    for tick in TICKS:
+        colour = "#888" if tick == 1.0 else "#ddd"
+        parts.append(f'<line x1="{place(tick):.1f}" y1="{HEAD - 8}" x2="{place(tick):.1f}" '
+                     f'y2="{bottom}" stroke="{colour}"/>')
+        parts.append(text(place(tick), bottom + 18, f"{tick:g}", 11, "middle"))
+    for index, row in enumerate(shown):
+        y = HEAD + ROW * index
+        parts.append(text(LEFT - 10, y + 13, row["label"], 12, "end"))
+        for offset, (kind, colour) in zip((1, 12), COLOURS.items()):
+            if row[kind] and row[kind]["bar"] is not None:
+                parts.extend(bar(y + offset, row[kind], colour))
+    parts.append("</svg>\n")
+    return "\n".join(parts)
