@@ -72,9 +72,11 @@ class TraceTest : public PythonTest {
   }
   static bool RunTraced(const zrString& fileName, const char* source, TraceFunction function) {
     const zrpy::GilGuard gil;
-    const zrpy::PyRef name = zrpy::PyRef::Steal(PyUnicode_DecodeUTF8(
-        fileName.data(), static_cast<Py_ssize_t>(fileName.size()), "surrogateescape"));
-    return RunTraced(name.get(), source, std::move(function));
+    PyObject* name = PyUnicode_DecodeUTF8(fileName.data(), static_cast<Py_ssize_t>(fileName.size()),
+                                          "surrogateescape");
+    PyUnicode_InternInPlace(&name);  // answers are kept by object
+    const zrpy::PyRef kept = zrpy::PyRef::Steal(name);
+    return RunTraced(name, source, std::move(function));
   }
 };
 
