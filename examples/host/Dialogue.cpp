@@ -1,16 +1,12 @@
 #include <examples/host/Dialogue.h>
 #include <examples/host/InterruptKey.h>
+#include <examples/host/LineReader.h>
 #include <examples/host/Session.h>
 #include <examples/host/Terminal.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <optional>
 #include <string>
-
-// After <cstdio>, which it needs.
-#include <editline/readline.h>
 
 namespace zrpyhost {
 
@@ -22,21 +18,6 @@ constexpr char kHelp[] =
     ":get EXPRESSION    print a value as the host sees it\n"
     ":help              show this text\n"
     ":quit              end, as Ctrl-D does; Ctrl-C ends a script that runs\n";
-
-// Nothing at the end of the input, and when Ctrl-C was hit.
-std::optional<std::string> ReadLine(const std::string& prompt, bool typed) {
-  if (!typed) {
-    std::string line;
-    if (!std::getline(std::cin, line)) return std::nullopt;
-    return line;
-  }
-  char* const line = readline(prompt.c_str());
-  if (!line) return std::nullopt;
-  std::string result(line);
-  std::free(line);
-  if (!result.empty()) add_history(result.c_str());
-  return result;
-}
 
 // False for the command that ends the dialogue.
 bool Command(Session& session, const std::string& line, bool& ok) {
@@ -63,9 +44,8 @@ bool Command(Session& session, const std::string& line, bool& ok) {
 }  // namespace
 
 bool RunDialogue(Session& session) {
-  const bool typed = StdinIsTerminal() && StdoutIsTerminal();
-  if (typed) {
-    rl_bind_key('\t', &rl_insert);  // indentation, not names of files
+  LineReader reader;
+  if (reader.typed()) {
     std::cerr << Note() << "Python " ZR_HOST_PYTHON_VERSION
               << ". Ctrl-D ends, :help lists the commands of the host.\n";
   }
@@ -73,17 +53,18 @@ bool RunDialogue(Session& session) {
   std::string statement;
   InterruptKey::TakeIdle();
   for (;;) {
-    const std::string prompt = statement.empty() ? session.context() + ">>> " : "... ";
-    const std::optional<std::string> line = ReadLine(prompt, typed);
-    if (!line && typed && InterruptKey::TakeIdle()) {
+    bool interrupted = false;
+    const std::optional<std::string> line =
+        reader.Read(statement.empty() ? session.context() + ">>> " : "... ", interrupted);
+    if (interrupted) {
       statement.clear();
-      std::cout << "\n";
+      std::cout << std::endl;
       continue;
     }
     if (!line) break;
     if (statement.empty() && line->find_first_not_of(" \t") == std::string::npos) continue;
     if (statement.empty() && line->front() == ':') {
-      if (!Command(session, *line, ok)) return ok || typed;
+      if (!Command(session, *line, ok)) return ok || reader.typed();
       continue;
     }
     statement += (statement.empty() ? "" : "\n") + *line;
@@ -95,8 +76,8 @@ bool RunDialogue(Session& session) {
   if (!statement.empty()) {
     ok = session.Report("the text", session.Evaluate(session.Read(statement))) && ok;
   }
-  if (typed) std::cout << "\n";
-  return ok || typed;
+  if (reader.typed()) std::cout << "\n";
+  return ok || reader.typed();
 }
 
 }  // namespace zrpyhost

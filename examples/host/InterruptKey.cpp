@@ -1,4 +1,5 @@
 #include <examples/host/InterruptKey.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
@@ -13,25 +14,27 @@ namespace {
 
 // What the signal handler may touch.
 std::atomic<bool> running{false};
-std::atomic<bool> idle{false};
-std::atomic<int> wakeUp{-1};
+std::atomic<int> hitsEnd{-1};
+std::atomic<int> idleEnd{-1};
+
+std::atomic<int> idleDescriptor{-1};
 
 constexpr char kInterrupt = 'i';
 constexpr char kEnd = 'e';
 
-void Send(int descriptor, char what) {
-  while (write(descriptor, &what, 1) < 0 && errno == EINTR) {
-  }
+// False when nothing fits: then enough hits wait already.
+bool Send(int descriptor, char what) {
+  ssize_t sent = -1;
+  do {
+    sent = write(descriptor, &what, 1);
+  } while (sent < 0 && errno == EINTR);
+  return sent == 1;
 }
 
 // InterruptScript waits for the runtime's lock, which a signal handler must not: the thread does.
 void OnSignal(int /*signal*/) {
   const int keep = errno;
-  if (running) {
-    Send(wakeUp, kInterrupt);
-  } else {
-    idle = true;
-  }
+  Send(running ? hitsEnd : idleEnd, kInterrupt);
   errno = keep;
 }
 
@@ -40,11 +43,32 @@ void OnSignal(int /*signal*/) {
 InterruptKey::Running::Running() { running = true; }
 InterruptKey::Running::~Running() { running = false; }
 
-bool InterruptKey::TakeIdle() { return idle.exchange(false); }
+InterruptKey::Pipe::Pipe() {
+  if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);  // not for what scripts start
+}
+
+InterruptKey::Pipe::~Pipe() {
+  close(ends[0]);
+  close(ends[1]);
+}
+
+bool InterruptKey::TakeIdle() {
+  bool taken = false;
+  char hit = 0;
+  while (read(idleDescriptor, &hit, 1) == 1) taken = true;
+  return taken;
+}
+
+int InterruptKey::IdleDescriptor() { return idleDescriptor; }
 
 InterruptKey::InterruptKey(zrInterpPython& interp) : interp_(interp) {
-  if (pipe(pipe_) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
-  wakeUp = pipe_[1];
+  for (const int end : {idle_.ends[0], idle_.ends[1], hits_.ends[1]}) {
+    fcntl(end, F_SETFL, O_NONBLOCK);  // the handler must not wait, nor may TakeIdle
+  }
+  hitsEnd = hits_.ends[1];
+  idleEnd = idle_.ends[1];
+  idleDescriptor = idle_.ends[0];
   // The new thread inherits the mask: the signal stays with the threads that read and run.
   sigset_t blocked;
   sigset_t mask;
@@ -62,17 +86,15 @@ InterruptKey::InterruptKey(zrInterpPython& interp) : interp_(interp) {
 
 InterruptKey::~InterruptKey() {
   sigaction(SIGINT, &before_, nullptr);
-  Send(pipe_[1], kEnd);
+  while (!Send(hits_.ends[1], kEnd)) std::this_thread::yield();
   thread_.join();
-  wakeUp = -1;
-  close(pipe_[0]);
-  close(pipe_[1]);
+  idleDescriptor = -1;
 }
 
 void InterruptKey::Wait() {
   for (;;) {
     char what = kEnd;
-    const ssize_t got = read(pipe_[0], &what, 1);
+    const ssize_t got = read(hits_.ends[0], &what, 1);
     if (got < 0 && errno == EINTR) continue;
     if (got != 1 || what == kEnd) return;
     if (running) interp_.InterruptScript();

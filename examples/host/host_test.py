@@ -14,6 +14,7 @@ import time
 import unittest
 
 HOST = ''
+PATIENCE = 60  # seconds
 
 
 class HostTest(unittest.TestCase):
@@ -23,7 +24,7 @@ class HostTest(unittest.TestCase):
         # Where the host makes its installation: nothing of it may stay.
         self.scratch = os.path.join(self.folder.name, 'scratch')
         os.mkdir(self.scratch)
-        self.environment = dict(os.environ, TMPDIR=self.scratch, TERM='xterm')
+        self.environment = dict(os.environ, TMPDIR=self.scratch, TERM='xterm', LC_ALL='C.UTF-8')
 
     def tearDown(self):
         self.assertEqual(os.listdir(self.scratch), [])
@@ -216,32 +217,40 @@ class Keys(HostTest):
             os.execve(HOST, (HOST,) + arguments, self.environment)
         self.shown = b''
 
-    def await_text(self, text):
-        """Waits until the text is shown, and takes what was shown up to there."""
-        end = time.time() + 60
-        while text not in self.shown:
-            left = end - time.time()
-            if left < 0 or not select.select([self.terminal], [], [], left)[0]:
-                os.kill(self.pid, signal.SIGKILL)
-                self.fail('{!r} did not come, only {!r}'.format(text, self.shown))
+    def read(self, wanted, patience=PATIENCE):
+        """Reads what is shown until that holds the text, or, without one, until the host ends."""
+        end = time.time() + patience
+        while wanted is None or wanted not in self.shown:
+            if not select.select([self.terminal], [], [], max(0, end - time.time()))[0]:
+                return False
             try:
                 self.shown += os.read(self.terminal, 4096)
             except OSError:  # the host ended
-                self.fail('{!r} did not come, only {!r}'.format(text, self.shown))
+                return wanted is None
+        return True
+
+    def await_text(self, text):
+        """Waits until the text is shown, and takes what was shown up to there."""
+        if not self.read(text):
+            os.kill(self.pid, signal.SIGKILL)
+            self.fail('{!r} did not come, only {!r}'.format(text, self.shown))
         before, self.shown = self.shown.split(text, 1)
         return before
 
     def type(self, text):
         os.write(self.terminal, text)
 
-    def ended(self):
-        try:
-            while os.read(self.terminal, 4096):
-                pass
-        except OSError:
-            pass
-        os.close(self.terminal)
-        return os.WEXITSTATUS(os.waitpid(self.pid, 0)[1])
+    def ended(self, key=None):
+        """Waits for the end, and gives the status. The key is one that a terminal can drop."""
+        end = time.time() + PATIENCE
+        while time.time() < end:
+            if key:
+                self.type(key)
+            if self.read(None, 1):
+                os.close(self.terminal)
+                return os.WEXITSTATUS(os.waitpid(self.pid, 0)[1])
+        os.kill(self.pid, signal.SIGKILL)
+        self.fail('no end, only {!r}'.format(self.shown))
 
     def test_ctrl_c_ends_the_script_and_not_the_host(self):
         self.start('-i')
@@ -261,8 +270,7 @@ class Keys(HostTest):
         self.type(b'40 + 2\n')
         self.await_text(b'42')
         self.await_text(b'>>> ')
-        self.type(b'\x04')
-        self.assertEqual(0, self.ended())
+        self.assertEqual(0, self.ended(b'\x04'))
 
     def test_ctrl_c_ends_a_lone_script(self):
         self.write('endless.py', 'print("be" + "gun", flush=True)\nwhile True: pass')
@@ -278,14 +286,18 @@ class Keys(HostTest):
         self.type(b'6 * 8\x7f7\n')
         self.await_text(b'42')
         self.await_text(b'shelf>>> ')
-        self.type(b'\x1b[A\n')  # the line before
+        self.type('"n\u00e4her"[2:] * 2\n'.encode())  # a letter of two bytes is one letter
+        self.await_text(b'herher')
+        self.await_text(b'shelf>>> ')
+        self.type(b'\x1b[A\x1b[A\n')  # two lines before
         self.await_text(b'42')
+        self.await_text(b'shelf>>> ')
         self.type(b'for i in (1,):\n\tprint("row", i)\n\n')
         self.await_text(b'row 1')
+        self.await_text(b'shelf>>> ')
         self.type(b':context\n')
-        self.await_text(b'>>> ')
-        self.type(b'\x04')
-        self.assertEqual(0, self.ended())
+        self.await_text(b'\n>>> ')
+        self.assertEqual(0, self.ended(b'\x04'))
 
     def test_a_bar_and_colours_for_a_terminal_that_wants_them(self):
         self.write('a.py', 'pass')
