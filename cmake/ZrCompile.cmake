@@ -1,6 +1,6 @@
 # How everything here is compiled: zr_compile_options(target) gives a target of ours the language
 # level, the warnings and the sanitizers. Nothing of it reaches whoever links to the library.
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+if(ZR_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
