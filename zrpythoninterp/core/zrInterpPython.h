@@ -18,8 +18,9 @@
 #include <memory>
 #include <mutex>
 
-/// The runtime's objects and thread states, as its own header declares them.
+/// The runtime's objects, as its own header declares them.
 using PyObject = struct _object;
+/// The runtime's thread states, as its own header declares them.
 using PyThreadState = struct _ts;
 
 namespace zrpy {
@@ -33,42 +34,55 @@ class ObserverWalk;
 /// to the process: one object at a time has it started, and a start while it is up (through another
 /// object, or by somebody else) fails and changes nothing.
 ///
-/// Owns: nothing of the host's; observers must be removed before they are destroyed.
-/// Threads: evaluations may come from any number of threads at once. Init's start, Close and the
-/// destructor are for one thread at a time, with no evaluation alongside and not from inside one, a
-/// callback or an observer. SetAlert and SetExit are for times when no evaluation runs.
-/// Lock: every evaluation takes the runtime's lock and gives it back; callbacks run under it,
+/// **Owns**: nothing of the host's; observers must be removed before they are destroyed.
+///
+/// **Threads**: evaluations may come from any number of threads at once, also the first ones, of
+/// which one starts the runtime while the others wait. Close and the destructor are for one thread
+/// at a time, with no evaluation alongside and not from inside one, a callback or an observer.
+/// SetAlert and SetExit are for times when no evaluation runs.
+///
+/// **Lock**: every evaluation takes the runtime's lock and gives it back; callbacks run under it,
 /// observers without it. Between operations nobody holds it.
-/// Fails: by result. A Python error goes to the alert callback, is printed by the runtime and
+///
+/// **Fails**: by result. A Python error goes to the alert callback, is printed by the runtime and
 /// cleared; LastError tells more. Only std::bad_alloc and what a callback throws leave as
-/// exceptions, with the lock given back and no Python error pending. Form: text goes into scripts
-/// as UTF-8 and comes out as ASCII, each up to its first NUL. Whole numbers cross as the platform's
-/// long.
+/// exceptions, with the lock given back and no Python error pending.
+///
+/// **Form**: text goes into scripts as UTF-8 and comes out as ASCII, each up to its first NUL;
+/// bytes objects come out byte for byte. Whole numbers cross as the platform's long. Paths take
+/// both slashes.
 class ZR_EXPORT zrInterpPython : public zrInterp {
  public:
   // ---- core/zrInterpPython.cpp: the object ----
 
+  /// Stops the runtime as Close does when this object has it started, and takes the interpreter
+  /// out of the framework's registry. **Threads**, **Lock**: as Close. **Owns**: observers are
+  /// neither told nor destroyed.
   ~zrInterpPython() override;
   zrInterpPython(const zrInterpPython&) = delete;
   zrInterpPython& operator=(const zrInterpPython&) = delete;
 
-  /// Sets the callback for error texts; null takes it away. Always true.
+  /// Sets the callback for error texts; null takes it away, as at first. Always true.
   bool SetAlert(AlertFn alert) override;
   /// Sets the callback for scripts that ask the process to end; null takes it away.
   void SetExit(ExitFn exit);
-  /// "py", the extension of script files, without a dot. Static lifetime.
+  /// "py", the extension of script files, without a dot. **Owns**: static.
   const char* GetStdExtension() const override;
 
-  // These have no Python counterpart: false or an empty value, and nothing is touched.
+  /// No Python counterpart. **Fails**: always an empty value; Export reads variables.
   zrVariant GetGlobal(const zrString& name) override;
+  /// No Python counterpart. **Fails**: always false; Import sets variables.
   bool SetGlobal(const zrString& name, const zrVariant& value) override;
   using zrInterp::InvokeGlobalMethod;
+  /// No Python counterpart. **Fails**: always false, and no argument is touched.
   bool InvokeGlobalMethod(const zrString& method, zrStlVector<zrVariant>& arguments,
                           zrVariant& result) override;
   using zrInterp::InvokeStaticMethod;
+  /// No Python counterpart. **Fails**: always false, and no argument is touched.
   bool InvokeStaticMethod(const zrString& type, const zrString& method,
                           zrStlVector<zrVariant>& arguments, zrVariant& result) override;
   using zrInterp::InvokeMethod;
+  /// No Python counterpart. **Fails**: always false, and no argument is touched.
   bool InvokeMethod(const zrString& type, void* object, const zrString& method,
                     zrStlVector<zrVariant>& arguments, zrVariant& result) override;
 
@@ -76,140 +90,152 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
 
   /// Makes sure that the runtime is up for this object; every evaluation calls it first. A start
   /// looks for the runtime relative to the installation root, tests what it finds there, and
-  /// prepares the search path and the arguments of scripts. Lock: not held afterwards. Fails: false
-  /// when no usable runtime was found, or it refused to start, or is up already through somebody
-  /// else. The process lives, and a later call tries again.
+  /// prepares the search path and the arguments of scripts. **Lock**: not held afterwards; the
+  /// callbacks can run meanwhile. **Fails**: false when no usable runtime was found, or it refused
+  /// to start, or is up already through somebody else; nothing is reported. The process lives, and
+  /// a later call tries again; only a runtime that refused never starts in this process.
   bool Init() override;
   /// Stops the runtime, and with it ends all that scripts left in it. Waits for the scripts'
   /// threads that are no daemons. Any thread may stop, whichever started. Script code that runs
-  /// during the stop may call back into the host. Fails: true when the object is stopped
-  /// afterwards, also when it never was started; false when the calling thread holds the runtime's
-  /// lock, which means from inside an evaluation.
+  /// during the stop may call back into the host. **Lock**: taken; not held afterwards. **Fails**:
+  /// true when the object is stopped afterwards, also when it never was started; false when the
+  /// calling thread holds the runtime's lock, which means from inside an evaluation.
   bool Close() override;
 
   // ---- eval/EvalScript.cpp: source text ----
 
   using zrInterp::EvalScript;
   /// Runs statements in __main__, where the names that they bind stay. The second text is not read.
-  /// Fails: false when the text raised.
+  /// **Fails**: false when the text raised or did not compile, or there is no runtime.
   bool EvalScript(const zrString& script, const zrString& second) override;
   /// Evaluates an expression (resultName empty), or runs statements and gives the value of the name
   /// that they bound, on top of __main__: what the text binds is dropped.
-  /// Fails: ok tells whether there was a value, not whether it could be converted: None is a value
-  /// and comes as an empty variant.
+  /// **Fails**: ok false and an empty value. ok tells whether there was a value, not whether it
+  /// could be converted: None is a value and comes as an empty variant. A name that was bound
+  /// before the text raised counts as a value, and the error is reported all the same.
   zrVariant EvalScript(const zrString& script, const zrString& resultName, bool& ok) override;
   /// The same in a named context, where the names that the text binds stay. The context is made if
-  /// it does not exist. An empty context means the three-argument form.
+  /// it does not exist. An empty context means the three-argument form. **Fails**: as that form.
   zrVariant EvalScript(const zrString& script, const zrString& resultName, bool& ok,
                        const zrString& context) override;
   /// Evaluates the text in __main__ as an expression; if that fails in whatever way, runs the whole
-  /// text again as statements. Only the second failure is reported.
-  /// Fails: ok tells whether the text ran to its end.
+  /// text again as statements, so that what ran before the failure runs twice. Only the second
+  /// failure is reported. **Fails**: ok tells whether the text ran to its end.
   zrVariant EvalScript2(const zrString& script, bool& ok) override;
 
   // ---- eval/EvalFile.cpp: script files ----
 
   using zrInterp::EvalFile;
   /// Runs a script file in __main__: source, or a compiled file (extension "pyc", or the one beside
-  /// a missing "py"). __file__ names it for the length of the run. Fails: false when the file could
-  /// not be opened or raised.
+  /// a missing "py"). __file__ names it for the length of the run. **Fails**: false when the file
+  /// could not be opened or raised. **Form**: the path is UTF-8, and relative to the process's
+  /// current directory.
   bool EvalFile(const zrString& file) override;
   /// The same in a named context, which is made if it does not exist, with the context's name as
-  /// __name__.
+  /// __name__ when it is made here. The empty text is a name too. **Fails**: as above.
   bool EvalFile(const zrString& file, const zrString& context) override;
   /// Runs the file in new namespaces filled from the maps, and writes the names that the script
   /// left there back into them when it ran to its end. One namespace serves when locals is null or
-  /// the same map. Names whose value has no form on the other side are passed over. Fails: false
-  /// when the file could not be opened or raised; the maps are then as they were.
+  /// the same map. Names whose value has no form on the other side are passed over. **Owns**: the
+  /// caller keeps the maps, which nobody else may use meanwhile. **Fails**: false when the file
+  /// could not be opened or raised; the maps are then as they were.
   virtual bool EvalFile(const zrString& file, zrStlMap<zrString, zrVariant>& globals,
                         zrStlMap<zrString, zrVariant>* locals);
 
   // ---- eval/Exchange.cpp: single values in and out ----
 
   /// The value of an expression in __main__.
-  /// Fails: an empty variant, as for a value that has no host form; the alert tells them apart.
+  /// **Fails**: an empty variant, as for a value that has no host form; LastError tells them apart.
   zrVariant Export(const zrString& expression) override;
   /// The value of an expression in a named context, which is made if it does not exist; in __main__
-  /// for an empty context.
+  /// for an empty context. **Fails**: as above.
   virtual zrVariant Export(const zrString& expression, const zrString& context);
   /// Binds a name in __main__ to a value, replacing what it was bound to.
-  /// Fails: false when the value has no Python form or the name is no UTF-8.
+  /// **Fails**: false when the value has no Python form or the name is no UTF-8.
   bool Import(const zrString& name, const zrVariant& value) override;
   /// The same in a named context, which is made if it does not exist; the empty text is a name too.
+  /// **Fails**: as above; the context is made all the same.
   virtual bool Import(const zrString& name, const zrVariant& value, const zrString& context);
 
   // ---- eval/LastError.cpp: what happened, and stopping it ----
 
-  /// The error that the last evaluation reported; empty when it ran clean. While the alert or the
-  /// exit callback runs, the error that it is called for. Any thread, with or without the lock.
+  /// The error that the last evaluation reported, on whichever thread it ran; empty when it ran
+  /// clean. While the alert or the exit callback runs, the error that it is called for.
+  /// **Threads**: any. **Lock**: none is needed. **Form**: see zrPythonError.
   zrPythonError LastError() const;
   /// Ends the evaluations that run: each raises KeyboardInterrupt at its next line of Python. Code
   /// that waits outside Python (a sleep, a read) raises it when it comes back.
-  /// Threads: any but a signal handler. Not while the runtime starts or stops.
-  /// Lock: taken and given back.
-  /// Fails: false when no evaluation ran.
+  /// **Threads**: any, but no signal handler; not while the runtime starts or stops. **Lock**:
+  /// taken and given back. **Fails**: false when no evaluation ran.
   bool InterruptScript();
 
   // ---- trace/Observers.cpp: who is told ----
 
   /// Registers an observer of trace events; one that is registered already stays so once.
-  /// Owns: nothing; the observer must be removed before it is destroyed.
-  /// Threads: any, also during a notification; the observer is told of the running event when its
+  /// **Owns**: nothing; the observer must be removed before it is destroyed. **Threads**: any, also
+  /// during a notification; the observer is told of the running event when its
   /// address lies behind that of the one which is being told.
   void AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) override;
   /// Takes an observer out; one that is not registered is no error. When it returns, no thread is
   /// in a call of the observer any more and none will come, so that it can be destroyed. Called
   /// from inside a notification it returns at once: another thread may then still be in its call.
-  /// Threads: any. It can wait for running notifications; a thread that holds the runtime's lock
-  /// gives it up while it waits.
+  /// **Threads**: any. **Lock**: it can wait for running notifications, and a thread that holds the
+  /// runtime's lock gives it up while it waits.
   void RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) override;
 
   // ---- trace/TraceHook.cpp: from a trace event to the observers ----
 
   /// Hands one event of the runtime's trace interface to the interpreter that is registered under
-  /// the name "python". For the host's own trace function: the library installs none. Owns: borrows
-  /// both objects. frame is the runtime's frame object, or null; arg is not read. Threads: any; the
-  /// runtime must be up. Lock: held or not; as before afterwards. Fails: always 0.
+  /// the name "python". For the host's own trace function: the library installs none. **Owns**:
+  /// borrows both objects. frame is the runtime's frame object, or null; arg is not read.
+  /// **Threads**: any; the runtime must be up. **Lock**: held or not; as before afterwards.
+  /// **Fails**: always 0.
   static int s_TraceHook(PyObject* frame, zrString event, PyObject* arg);
   /// The same for this interpreter. Tells the observers of the events "line", "call" and "return"
   /// of files outside the installation (but for its tutorials), the runtime and the user's Python
-  /// base. Lock: given up while observers run. What an observer throws passes through, with the
-  /// lock as it was.
+  /// base. **Lock**: given up while observers run. **Fails**: always 0; what an observer throws
+  /// passes through, with the lock as it was.
   int TraceHook(PyObject* frame, zrString event, PyObject* arg);
 
   // ---- trace/Switches.cpp: tracing and debugging on and off ----
 
-  /// While tracing is off, only the observer with the lowest address is told of an event. Any
-  /// thread.
+  /// All observers are told of events from now on. **Threads**: any.
   void StartTracing() override;
+  /// From now on only the observer with the lowest address is told of an event; a walk that runs
+  /// ends behind the observer that is being called. **Threads**: any, also from an observer.
   void StopTracing() override;
   /// Installs the framework's debug traps and starts tracing, unless debugging is on already.
+  /// **Threads**: one at a time.
   void StartDebugging() override;
-  /// Stops tracing and takes the traps out, unless debugging is off.
+  /// Stops tracing, whoever started it, and takes the traps out, unless debugging is off.
+  /// **Threads**: one at a time.
   void StopDebugging() override;
 
  protected:
   // ---- core/zrInterpPython.cpp: the object ----
 
-  /// For derived classes and the creator. home is the installation root, user the user's directory
-  /// or empty; the texts are copied. Nothing of the runtime, the environment or the disk is
-  /// touched.
+  /// For derived classes and the creator. arguments become sys.argv, all of them; home is the
+  /// installation root, user the user's directory or empty, exit may be null. **Owns**: all texts
+  /// are copied. Nothing of the runtime, the environment or the disk is touched.
   zrInterpPython(const zrStlVector<zrString>& arguments, const zrString& home, ExitFn exit,
                  const zrString& user);
+  /// The same without arguments.
   zrInterpPython(const zrString& home, ExitFn exit, const zrString& user);
-  /// A count below 1 means no arguments; the vector is then not read.
+  /// The same from the arguments of main. A count below 1 means none; the vector is then not read.
   zrInterpPython(int count, char** const arguments, const zrString& home, ExitFn exit,
                  const zrString& user);
 
   // ---- trace/Observers.cpp: who is told ----
 
   /// Calls the observers by ascending address, and ends the walk when tracing is off after a call.
-  /// Lock: not held.
+  /// **Threads**: any. **Lock**: not held.
   void NotifyObservers(const zrxNotifierEvent<zrInterpTraceInfo*>& event) override;
 
   // ---- trace/Switches.cpp: tracing and debugging on and off ----
 
+  /// The framework's own. **Fails**: as it says; StartDebugging goes on all the same.
   bool InstallDebugTraps() override;
+  /// The framework's own. **Fails**: as it says; StopDebugging goes on all the same.
   bool UninstallDebugTraps() override;
 
  private:

@@ -3,7 +3,7 @@
 #include <zrpythoninterp/host/zrString.h>
 
 /// What is known of a script's error. A plain value.
-/// Form: all texts are UTF-8 and never null; what a text has no UTF-8 form for is
+/// **Form**: all texts are UTF-8 and never null; what a text has no UTF-8 form for is
 /// backslash-escaped.
 struct zrPythonError {
   /// The name of the exception's class, with its module unless it is built in: "ZeroDivisionError",

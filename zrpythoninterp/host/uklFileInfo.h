@@ -10,6 +10,7 @@
 /// dot, and the path and a dot if not. **Form**: "/" and "\" both separate.
 class ZR_EXPORT uklFileInfo {
  public:
+  /// Copies the path; it need not exist.
   explicit uklFileInfo(const zrString& path);
   ~uklFileInfo();
 

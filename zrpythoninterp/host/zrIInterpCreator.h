@@ -11,7 +11,9 @@ class zrInterp;
 class ZR_EXPORT zrIInterpCreator {
  public:
   zrIInterpCreator() = default;
+  /// For derived classes, which copy what they hold.
   zrIInterpCreator(const zrIInterpCreator&) = default;
+  /// For derived classes, which copy what they hold.
   zrIInterpCreator& operator=(const zrIInterpCreator&) = default;
   virtual ~zrIInterpCreator() = default;
 

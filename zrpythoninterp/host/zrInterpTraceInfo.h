@@ -10,7 +10,9 @@ class ZR_EXPORT zrInterpTraceInfo {
  public:
   /// interp may be null.
   explicit zrInterpTraceInfo(zrInterp* interp);
+  /// Of the same interpreter.
   zrInterpTraceInfo(const zrInterpTraceInfo& other);
+  /// Takes over the interpreter.
   zrInterpTraceInfo& operator=(const zrInterpTraceInfo& other);
   virtual ~zrInterpTraceInfo();
 

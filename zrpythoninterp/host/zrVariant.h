@@ -28,9 +28,11 @@ class ZR_EXPORT zrVariant {
   zrVariant();
   /// A string, as from SetString. Implicit, so that a literal can stand for a value.
   zrVariant(const char* text);  // NOLINT(google-explicit-constructor): part of the contract
+  /// Copies tag and value.
   zrVariant(const zrVariant& other);
   /// Leaves other empty with tag 0.
   zrVariant(zrVariant&& other) noexcept;
+  /// Copies tag and value.
   zrVariant& operator=(const zrVariant& other);
   /// Leaves other empty with tag 0, unless it is this object, which then stays as it is.
   zrVariant& operator=(zrVariant&& other) noexcept;
