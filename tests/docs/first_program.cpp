@@ -1,0 +1,2 @@
+// The guide's first program, as it stands there.
+#include <guide/first_program.inc>
