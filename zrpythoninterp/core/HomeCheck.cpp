@@ -50,7 +50,7 @@ struct Libraries {
 };
 
 zrString ReadFile(const zrString& path) {
-  std::ifstream stream(std::filesystem::u8path(path), std::ios::binary);
+  std::ifstream stream(std::filesystem::u8path(path.c_str()), std::ios::binary);
   return zrString(std::istreambuf_iterator<char>(stream), {});
 }
 
