@@ -22,6 +22,13 @@ inline Gil theGil;
 // members, whose header is public, and in lambdas. Tells the analysis; does nothing.
 inline void LockIsHeld() ZR_THREAD_ATTRIBUTE(assert_capability(theGil)) {}
 
+// Whether the calling thread holds the lock, with the runtime up or not. The runtime's own answer
+// is always yes once a script has made a second interpreter.
+inline bool HoldsLock() {
+  PyThreadState* const running = CurrentThreadState();
+  return running != nullptr && running == PyGILState_GetThisThreadState();
+}
+
 // Makes a thread state for a host thread that has none, and keeps it until the thread ends or the
 // runtime stops, whichever comes first. Without it every evaluation would make and destroy one,
 // which costs many times what a small evaluation does, and forgets the script's thread-local
@@ -64,7 +71,7 @@ class GilRelease {
 class GilReleaseIfHeld {
  public:
   GilReleaseIfHeld() {
-    if (Py_IsInitialized() != 0 && PyGILState_Check() != 0) thread_ = PyEval_SaveThread();
+    if (Py_IsInitialized() != 0 && HoldsLock()) thread_ = PyEval_SaveThread();
   }
   ~GilReleaseIfHeld() {
     if (thread_) PyEval_RestoreThread(thread_);

@@ -7,6 +7,7 @@
 #include <zrpythoninterp/host/zrStlVector.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -16,12 +17,22 @@ namespace zrpy {
 
 namespace {
 
-// Modules without which no runtime starts, and those that newer ones carry frozen inside.
+// Modules without which no runtime starts, those that newer ones carry frozen inside, and those
+// that the oldest read beside them.
 constexpr const char* kNeededByAll[] = {"encodings/__init__", "encodings/aliases",
                                         "encodings/utf_8"};
-constexpr const char* kNeededUnlessFrozen[] = {
-    "encodings/latin_1", "codecs",      "io",           "abc", "site", "os", "stat",
-    "posixpath",         "genericpath", "_sitebuiltins"};
+constexpr const char* kNeededUnlessFrozen[] = {"encodings/latin_1",
+                                               "codecs",
+                                               "io",
+                                               "abc",
+                                               "site",
+                                               "os",
+                                               "stat",
+                                               "posixpath",
+                                               "genericpath",
+                                               "_sitebuiltins",
+                                               "_collections_abc"};
+constexpr const char* kNeededByOldest[] = {"_weakrefset", "sysconfig"};
 
 // What modules are looked for in: directories, and the bytes of zip files, which hold the names of
 // their members as they are.
@@ -41,17 +52,32 @@ struct Libraries {
            });
   }
 
+  template <size_t kCount>
+  bool HoldAll(const char* const (&modules)[kCount]) const {
+    return std::all_of(std::begin(modules), std::end(modules),
+                       [this](const char* module) { return Hold(module); });
+  }
+
   bool CanStart() const {
-    const auto held = [this](const char* module) { return Hold(module); };
-    return std::all_of(std::begin(kNeededByAll), std::end(kNeededByAll), held) &&
-           (kStartModulesAreFrozen ||
-            std::all_of(std::begin(kNeededUnlessFrozen), std::end(kNeededUnlessFrozen), held));
+    return HoldAll(kNeededByAll) && (kStartModulesAreFrozen || HoldAll(kNeededUnlessFrozen)) &&
+           (!kStartReadsSysconfig || HoldAll(kNeededByOldest));
   }
 };
 
 zrString ReadFile(const zrString& path) {
   std::ifstream stream(std::filesystem::u8path(path.c_str()), std::ios::binary);
   return zrString(std::istreambuf_iterator<char>(stream), {});
+}
+
+// True for the library of another release under this one's name, as far as it says so.
+bool IsForeign(const zrString& library) {
+  if (kLibraryMarks.last == 0) return false;
+  const zrString imports = ReadFile(library + "/importlib/_bootstrap_external.py");
+  const zrString mark = "\nMAGIC_NUMBER = (";
+  const size_t at = imports.find(mark);
+  if (at == zrString::npos) return false;
+  const int number = std::atoi(imports.c_str() + at + mark.size());
+  return number < kLibraryMarks.first || number > kLibraryMarks.last;
 }
 
 zrStlVector<zrString> Split(const char* searchPath) {
@@ -76,6 +102,7 @@ bool HomeCanStart(const zrString& home, const char* searchPath) {
   Libraries libraries{Split(searchPath ? searchPath : ""), {}};
   for (const char* directory : {"/lib/python", "/lib64/python"}) {
     libraries.directories.push_back(home + directory + major + "." + minor);
+    if (IsForeign(libraries.directories.back())) return false;
   }
   if (libraries.CanStart()) return true;
 

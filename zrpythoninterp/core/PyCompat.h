@@ -36,6 +36,24 @@ constexpr bool kStartModulesAreFrozen = true;
 #else
 constexpr bool kStartModulesAreFrozen = false;
 #endif
+// Up to 3.6 a start reads more of them.
+constexpr bool kStartReadsSysconfig = PY_VERSION_HEX < 0x03070000;
+
+// The numbers with which this release's library marks its compiled files, and from 3.8 on nothing:
+// before, the runtime does not fail on the library of another release, it ends the process.
+struct LibraryMarks {
+  int first;
+  int last;
+};
+#if PY_VERSION_HEX >= 0x03080000
+constexpr LibraryMarks kLibraryMarks = {0, 0};
+#elif PY_VERSION_HEX >= 0x03070000
+constexpr LibraryMarks kLibraryMarks = {3390, 3394};
+#elif PY_VERSION_HEX >= 0x03060000
+constexpr LibraryMarks kLibraryMarks = {3360, 3379};
+#else
+constexpr LibraryMarks kLibraryMarks = {3320, 3351};
+#endif
 
 // ---- start (PyConfig since 3.8) ----
 
@@ -142,6 +160,16 @@ constexpr int kCompiledHeaderBytes = 16;
 #else
 constexpr int kCompiledHeaderBytes = 12;
 #endif
+
+// The state that holds the runtime's lock, of whatever thread (up to 3.11), or null where nobody
+// does; from 3.12 on of the calling thread only. The function lost its underscore in 3.13.
+inline PyThreadState* CurrentThreadState() {
+#if PY_VERSION_HEX >= 0x030D0000
+  return PyThreadState_GetUnchecked();
+#else
+  return _PyThreadState_UncheckedGet();
+#endif
+}
 
 // The thread identifier in the form that PyThreadState_SetAsyncExc takes (unsigned since 3.7).
 #if PY_VERSION_HEX >= 0x03070000

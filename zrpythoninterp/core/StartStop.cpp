@@ -39,6 +39,8 @@ std::unique_ptr<ProcessValues>& Process() {
   return values;
 }
 
+const void* AddressInRuntime() { return reinterpret_cast<const void*>(&Py_Initialize); }
+
 zrString NativeForm(zrString path) {
   zrpy::ToNative(path);
   return path;
@@ -66,10 +68,13 @@ bool zrInterpPython::Close() {
   return !initialized_;
 }
 
-// One start at a time, however many threads come with their first evaluation.
+// One start at a time, however many threads come with their first evaluation. A thread that holds
+// the runtime's lock, in a callback, say, finds it up through somebody else and must not wait for a
+// start that waits for the lock.
 void zrInterpPython::start() {
   static std::mutex starting;
   static bool refused = false;  // by the runtime, which can then never start in this process
+  if (zrpy::HoldsLock()) return;
   const std::lock_guard<std::mutex> lock(starting);
   if (initialized_ || refused || Py_IsInitialized() != 0) return;
 
@@ -88,7 +93,7 @@ void zrInterpPython::start() {
     process = std::move(first);
   }
 
-  zrpy::ShareRuntimeSymbols(reinterpret_cast<const void*>(&Py_Initialize));
+  zrpy::ShareRuntimeSymbols(AddressInRuntime());
   {
     const zrpy::KeepHostSettings settings;
     refused = !zrpy::StartRuntime(process->wideHome.c_str(), process->wideProgram.c_str());
@@ -117,7 +122,7 @@ void zrInterpPython::start() {
 void zrInterpPython::stop() {
   const bool stopping = zrpy::RuntimeLife::Current() == 0;
   // A thread that holds the lock would wait for itself.
-  if (!initialized_ || stopping || PyGILState_Check() != 0) return;
+  if (!initialized_ || stopping || zrpy::HoldsLock()) return;
 
   zrpy::EndLife();
   if (PyGILState_GetThisThreadState() == mainThreadState_) {
@@ -129,7 +134,7 @@ void zrInterpPython::stop() {
   zrpy::AdoptMainThread();
   zrpy::RuntimeLife::DropKept();
   {
-    const zrpy::KeepHostSettings settings;
+    const zrpy::KeepHostSettings settings(AddressInRuntime());
     Py_Finalize();
   }
   if (Py_IsInitialized() == 0) initialized_ = false;

@@ -142,9 +142,29 @@ bool IsReadableDirectory(const zrString& path) {
   return GetStatus(path, status) && IsKind(status, kDirectory);
 }
 
-KeepHostSettings::KeepHostSettings()
+namespace {
+
+void (*interruptBeforeStart)(int) = SIG_DFL;
+
+HMODULE ModuleOf(const void* address) {
+  HMODULE module = nullptr;
+  constexpr DWORD kFlags =
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+  GetModuleHandleExW(kFlags, static_cast<LPCWSTR>(address), &module);
+  return module;
+}
+
+}  // namespace
+
+KeepHostSettings::KeepHostSettings(const void* addressInRuntime)
     : interrupt_(std::signal(SIGINT, SIG_IGN)), characterLocale_(setlocale(LC_CTYPE, nullptr)) {
-  if (interrupt_ != SIG_ERR) std::signal(SIGINT, interrupt_);
+  if (interrupt_ == SIG_ERR) return;
+  std::signal(SIGINT, interrupt_);
+  if (addressInRuntime == nullptr) {
+    interruptBeforeStart = interrupt_;
+  } else if (ModuleOf(reinterpret_cast<const void*>(interrupt_)) == ModuleOf(addressInRuntime)) {
+    interrupt_ = interruptBeforeStart;
+  }
 }
 
 KeepHostSettings::~KeepHostSettings() {
@@ -198,8 +218,27 @@ bool IsReadableDirectory(const zrString& path) {
          access(path.c_str(), R_OK | X_OK) == 0;
 }
 
-KeepHostSettings::KeepHostSettings() : characterLocale_(setlocale(LC_CTYPE, nullptr)) {
+namespace {
+
+struct sigaction interruptBeforeStart;
+
+// Null for what is in no library, SIG_DFL and SIG_IGN among it.
+const void* ModuleOf(const void* address) {
+  Dl_info library;
+  return dladdr(address, &library) == 0 ? nullptr : library.dli_fbase;
+}
+
+}  // namespace
+
+KeepHostSettings::KeepHostSettings(const void* addressInRuntime)
+    : characterLocale_(setlocale(LC_CTYPE, nullptr)) {
   sigaction(SIGINT, nullptr, &interrupt_);
+  if (addressInRuntime == nullptr) {
+    interruptBeforeStart = interrupt_;
+  } else if (ModuleOf(reinterpret_cast<const void*>(interrupt_.sa_handler)) ==
+             ModuleOf(addressInRuntime)) {
+    interrupt_ = interruptBeforeStart;
+  }
 }
 
 KeepHostSettings::~KeepHostSettings() {

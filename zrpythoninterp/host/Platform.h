@@ -52,9 +52,13 @@ bool IsReadableDirectory(const zrString& path);
 
 // Keeps what a start of the runtime would change for the whole process: what SIGINT does, and the
 // locale of character classes. Both are as they were when the object is destroyed.
+//
+// addressInRuntime, for a stop: a handler of SIGINT that lies in the runtime's library was
+// installed by a script and is of no use without the runtime, so the one that stood before the
+// start is put back.
 class KeepHostSettings {
  public:
-  KeepHostSettings();
+  explicit KeepHostSettings(const void* addressInRuntime = nullptr);
   KeepHostSettings(const KeepHostSettings&) = delete;
   KeepHostSettings& operator=(const KeepHostSettings&) = delete;
   ~KeepHostSettings();
