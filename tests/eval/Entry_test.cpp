@@ -9,118 +9,63 @@
 namespace zrtest {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using zrpy::GilGuard;
 
 using Entry = EvalTest;
 
-struct Operation {
-  const char* name;
-  std::function<void()> run;
-};
-
-class EntryOfEach : public EvalTest {
- protected:
-  // Each operation twice: as it succeeds, and as it fails with one alert.
-  std::vector<Operation> Succeeding() {
-    return {{"EvalScript", [this] { EXPECT_TRUE(Run("x = 1")); }},
-            {"EvalScript for a value", [this] { EXPECT_EQ(Ask("1 + 1").text, "2"); }},
-            {"EvalScript in a context", [this] { EXPECT_EQ(Ask("1 + 1", "", "c").text, "2"); }},
-            {"EvalScript2", [this] { EXPECT_EQ(Text("1 + 1"), "2"); }},
-            {"Export", [this] { EXPECT_EQ(interp().Export("1 + 1").GetString(), "2"); }},
-            {"Import", [this] { EXPECT_TRUE(interp().Import("n", "v")); }},
-            {"Import, context", [this] { EXPECT_TRUE(interp().Import("n", "v", "c")); }},
-            {"EvalFile", [this] { EXPECT_TRUE(interp().EvalFile(good_)); }},
-            {"EvalFile, context", [this] { EXPECT_TRUE(interp().EvalFile(good_, "c")); }},
-            {"EvalFile, maps", [this] { EXPECT_TRUE(interp().EvalFile(good_, map_, nullptr)); }}};
-  }
-  std::vector<Operation> Failing() {
-    return {{"EvalScript", [this] { Run("raise ValueError"); }},
-            {"EvalScript, exit", [this] { Run("raise SystemExit"); }},
-            {"EvalScript for a value", [this] { Ask("1 / 0"); }},
-            {"EvalScript in a context", [this] { Ask("1 / 0", "", "c"); }},
-            {"EvalScript2", [this] { Text("1 / 0"); }},
-            {"Export", [this] { interp().Export("1 / 0"); }},
-            {"Import", [this] { interp().Import("\xFF", "v"); }},
-            {"Import, context", [this] { interp().Import("n", "v", "\xFF"); }},
-            {"EvalFile", [this] { interp().EvalFile(bad_); }},
-            {"EvalFile, context", [this] { interp().EvalFile(bad_, "\xFF"); }},
-            {"EvalFile, maps", [this] { interp().EvalFile(bad_, map_, nullptr); }},
-            {"EvalFile, no UTF-8", [this] { interp().EvalFile("\xFF"); }}};
-  }
-
- private:
-  const zrString good_ = folder().Write("good.py", "x = 1");
-  const zrString bad_ = folder().Write("bad.py", "1 / 0");
-  zrStlMap<zrString, zrVariant> map_;
-};
-
 // A host that holds the lock itself, or a callback, may have an error pending: it is not the
 // evaluation's.
-TEST_F(EntryOfEach, AnErrorOfWhoHoldsTheLockIsSetAsideAndPutBack) {
-  for (const auto& operation : Succeeding()) {
-    SCOPED_TRACE(operation.name);
-    const GilGuard gil;
-    PyErr_SetString(PyExc_LookupError, "the host's own");
-    operation.run();
-    EXPECT_TRUE(PyErr_Occurred() && PyErr_ExceptionMatches(PyExc_LookupError));
-    PyErr_Clear();
-    EXPECT_THAT(TakeAlerts(), IsEmpty());
-  }
-  for (const auto& operation : Failing()) {
-    SCOPED_TRACE(operation.name);
-    const GilGuard gil;
-    PyErr_SetString(PyExc_LookupError, "the host's own");
-    operation.run();
-    EXPECT_TRUE(PyErr_Occurred() && PyErr_ExceptionMatches(PyExc_LookupError));
-    PyErr_Clear();
-    EXPECT_EQ(TakeAlerts().size(), 1u);
+TEST_F(Entry, AnErrorOfWhoHoldsTheLockIsSetAsideAndPutBack) {
+  for (const Operation& operation : Operations()) {
+    for (const bool well : {true, false}) {
+      SCOPED_TRACE(operation.name);
+      const GilGuard gil;
+      PyErr_SetString(PyExc_LookupError, "the host's own");
+      EXPECT_EQ(operation.run(well), well);
+      EXPECT_TRUE(PyErr_Occurred() && PyErr_ExceptionMatches(PyExc_LookupError));
+      PyErr_Clear();
+      EXPECT_EQ(TakeAlerts().size(), well ? 0u : 1u);
+    }
   }
 }
 
 // Nobody else will report what is left on a thread that has given the lock up.
-TEST_F(EntryOfEach, AnErrorLeftBetweenEvaluationsIsReportedOnceByTheNext) {
-  for (const auto& operation : Succeeding()) {
-    SCOPED_TRACE(operation.name);
-    {
-      const GilGuard gil;
-      PyErr_SetString(PyExc_LookupError, "left behind");
+TEST_F(Entry, AnErrorLeftBetweenEvaluationsIsReportedOnceByTheNext) {
+  for (const Operation& operation : Operations()) {
+    for (const bool well : {true, false}) {
+      SCOPED_TRACE(operation.name);
+      {
+        const GilGuard gil;
+        PyErr_SetString(PyExc_SystemExit, "left behind");
+      }
+      TakeExits();
+      EXPECT_EQ(operation.run(well), well);
+      const std::vector<zrString> alerts = TakeAlerts();
+      ASSERT_EQ(alerts.size(), well ? 1u : 2u);
+      EXPECT_EQ(alerts[0], "left behind");
+      EXPECT_GE(TakeExits(), 1);
+      EXPECT_EQ(operation.run(well), well);
+      EXPECT_EQ(TakeAlerts().size(), well ? 0u : 1u);
     }
-    operation.run();
-    EXPECT_THAT(TakeAlerts(), ElementsAre("left behind"));
-    operation.run();
-    EXPECT_THAT(TakeAlerts(), IsEmpty());
-  }
-  for (const auto& operation : Failing()) {
-    SCOPED_TRACE(operation.name);
-    {
-      const GilGuard gil;
-      PyErr_SetNone(PyExc_SystemExit);
-    }
-    TakeExits();
-    operation.run();
-    EXPECT_EQ(TakeAlerts().size(), 2u);
-    EXPECT_GE(TakeExits(), 1);
-    ExpectHostLives();
   }
 }
 
-TEST_F(EntryOfEach, AnExceptionOfTheHostPassesWithTheLockGivenBackAndNothingPending) {
-  for (const auto& operation : Failing()) {
+TEST_F(Entry, AnExceptionOfTheHostPassesWithTheLockGivenBackAndNothingPending) {
+  for (const Operation& operation : Operations()) {
     SCOPED_TRACE(operation.name);
     hooks.alert = [] {
       PyErr_SetString(PyExc_LookupError, "left by the callback");
       throw std::runtime_error("host");
     };
-    EXPECT_THROW(operation.run(), std::runtime_error);
+    EXPECT_THROW(operation.run(false), std::runtime_error);
     EXPECT_EQ(TakeAlerts().size(), 1u);
     hooks.alert = nullptr;
-    EXPECT_EQ(PyGILState_Check(), 0);
     EXPECT_FALSE(interp().InterruptScript());  // nothing counts as running any more
     EXPECT_EQ(Text("'__file__' in globals()"), "false");
     EXPECT_THAT(TakeAlerts(), IsEmpty());
     EXPECT_THAT(Printed(), IsEmpty());
+    ExpectHostLives();
   }
   hooks.exit = [] { throw std::runtime_error("host"); };
   EXPECT_THROW(Run("raise SystemExit"), std::runtime_error);
@@ -133,6 +78,16 @@ TEST_F(EntryOfEach, AnExceptionOfTheHostPassesWithTheLockGivenBackAndNothingPend
   EXPECT_THROW(Run("ran = 1"), std::runtime_error);
   EXPECT_EQ(Text("'ran' in globals()"), "false");
   ExpectHostLives();
+}
+
+TEST_F(Entry, TheRecordOfTheLastErrorIsFilledOrEmptied) {
+  for (const Operation& operation : Operations()) {
+    SCOPED_TRACE(operation.name);
+    EXPECT_FALSE(operation.run(false));
+    EXPECT_FALSE(interp().LastError().IsEmpty());
+    EXPECT_TRUE(operation.run(true));
+    EXPECT_TRUE(interp().LastError().IsEmpty());
+  }
 }
 
 // The report of an old error runs callbacks, which give the lock to other threads: evaluations
@@ -183,33 +138,25 @@ TEST_F(Entry, ScriptsMayCallTheHostWhichEvaluatesAgain) {
   ExpectHostLives();
 }
 
-class NoRuntime : public PythonTest {
+class NoRuntime : public EvalTest {
  protected:
-  NoRuntime() : PythonTest(InstallationRoot::Layout::kNone) {}
+  NoRuntime() : EvalTest(InstallationRoot::Layout::kNone) {}
+  void SetUp() override {}
 };
 
 TEST_F(NoRuntime, EveryEvaluationFailsQuietly) {
-  zrInterpPython& none = interp();
+  for (const Operation& operation : Operations()) {
+    SCOPED_TRACE(operation.name);
+    EXPECT_FALSE(operation.run(true));
+  }
   bool ok = true;
+  interp().EvalScript2("1", ok);
+  EXPECT_FALSE(ok);
   zrStlMap<zrString, zrVariant> map{{"kept", "value"}};
-  EXPECT_FALSE(none.EvalScript("1", ""));
-  EXPECT_EQ(none.EvalScript("1", "", ok).GetString(), "");
-  EXPECT_FALSE(ok);
-  ok = true;
-  EXPECT_EQ(none.EvalScript("1", "", ok, "c").GetString(), "");
-  EXPECT_FALSE(ok);
-  ok = true;
-  EXPECT_EQ(none.EvalScript2("1", ok).GetString(), "");
-  EXPECT_FALSE(ok);
-  EXPECT_FALSE(none.Import("n", "v"));
-  EXPECT_FALSE(none.Import("n", "v", "c"));
-  EXPECT_EQ(none.Export("1").GetString(), "");
-  EXPECT_FALSE(none.EvalFile("x.py"));
-  EXPECT_FALSE(none.EvalFile("x.py", "c"));
-  EXPECT_FALSE(none.EvalFile("x.py", map, nullptr));
+  EXPECT_FALSE(interp().EvalFile("x.py", map, &map));
   EXPECT_EQ(map.size(), 1u);
   EXPECT_EQ(map["kept"].GetString(), "value");
-  EXPECT_TRUE(none.LastError().IsEmpty());
+  EXPECT_TRUE(interp().LastError().IsEmpty());
   EXPECT_THAT(TakeAlerts(), IsEmpty());
 }
 

@@ -36,7 +36,8 @@ inline void HookedExit() {
 
 class EvalTest : public PythonTest {
  protected:
-  EvalTest() {
+  explicit EvalTest(InstallationRoot::Layout layout = InstallationRoot::Layout::kInside)
+      : PythonTest(layout) {
     hooks = Hooks();
     interp().SetAlert(&HookedAlert);
     interp().SetExit(&HookedExit);
@@ -75,6 +76,40 @@ class EvalTest : public PythonTest {
     bool ok = false;
     const zrVariant value = interp().EvalScript(script, name, ok, context);
     return {value.GetString(), ok};
+  }
+
+  // Every operation, each as it succeeds and as it fails with one error. Gives its answer.
+  struct Operation {
+    const char* name;
+    std::function<bool(bool well)> run;
+  };
+  std::vector<Operation> Operations() {
+    const zrString good = folder().Write("good.py", "ran = 1");
+    const zrString bad = folder().Write("bad.py", "1 / 0");
+    const auto text = [](bool well) { return well ? "1 + 1" : "1 / 0"; };
+    const auto file = [=](bool well) { return well ? good : bad; };
+    const auto name = [](bool well) { return well ? "c" : "\xFF"; };
+    return {
+        {"EvalScript", [=](bool well) { return Run(text(well)); }},
+        {"EvalScript, exit", [=](bool well) { return Run(well ? "1" : "raise SystemExit"); }},
+        {"EvalScript, expression", [=](bool well) { return Ask(text(well)).ok; }},
+        {"EvalScript, name", [=](bool well) { return Ask(well ? "n = 1" : "1 / 0", "n").ok; }},
+        {"EvalScript, context", [=](bool well) { return Ask(text(well), "", "c").ok; }},
+        {"EvalScript2", [=](bool well) { return Text(text(well)) == "2"; }},
+        {"Export", [=](bool well) { return interp().Export(text(well)).GetLong64() == 2; }},
+        {"Export, context",
+         [=](bool well) { return interp().Export(text(well), "c").GetLong64() == 2; }},
+        {"Import", [=](bool well) { return interp().Import(name(well), "v"); }},
+        {"Import, context", [=](bool well) { return interp().Import("n", "v", name(well)); }},
+        {"EvalFile", [=](bool well) { return interp().EvalFile(file(well)); }},
+        {"EvalFile, no UTF-8", [=](bool well) { return interp().EvalFile(well ? good : "\xFF"); }},
+        {"EvalFile, context", [=](bool well) { return interp().EvalFile(file(well), "c"); }},
+        {"EvalFile, its context", [=](bool well) { return interp().EvalFile(good, name(well)); }},
+        {"EvalFile, maps", [=](bool well) {
+           zrStlMap<zrString, zrVariant> globals{{"n", "v"}};
+           zrStlMap<zrString, zrVariant> locals;
+           return interp().EvalFile(file(well), globals, &locals);
+         }}};
   }
 
   // After the scripts of a test, whatever they did: the host is well and a small evaluation works.

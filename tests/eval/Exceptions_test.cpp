@@ -20,27 +20,15 @@ TEST_F(Exceptions, GoTheWayOfTheirKindWhicheverCallbacksAreSet) {
     bool exits;
   } cases[] = {
       {"x = 1", nullptr, false},
-      {"", nullptr, false},
       {"no_such_name", "name 'no_such_name' is not defined", false},
-      {"1 / 0", "division by zero", false},
       {"raise ValueError('x')", kUnknown, false},
-      {"raise ValueError", kUnknown, false},
       {"raise KeyboardInterrupt", kUnknown, false},
-      {"next(iter([]))", kUnknown, false},
-      {"{}['k']", "[k]", false},
-      {"getattr(1, '\\xe9')", kUnknown, false},
       {"1 +", "[invalid syntax, [<string>, 1, 4, 1 +", false},
       {"import sys; sys.exit()", kUnknown, true},
-      {"import sys; sys.exit(None)", kUnknown, true},
       {"import sys; sys.exit(3)", "3", true},
-      {"import sys; sys.exit(2.5)", "2.5", true},
-      {"import sys; sys.exit('bye')", "bye", true},
       {"import sys; sys.exit('\\xe9')", kUnknown, true},
       {"import sys; sys.exit(b'by\\0e')", "by", true},
       {"import sys; sys.exit(('a', 1))", "[a, 1]", true},
-      {"import sys; sys.exit(10 ** 30)", "-1", true},
-      {"raise SystemExit", kUnknown, true},
-      {"raise SystemExit(4)", kUnknown, true},
       {"class Leave(SystemExit): pass\nraise Leave(2)", kUnknown, true},
       {"try:\n  1 / 0\nfinally:\n  raise SystemExit(1)", kUnknown, true},
       {"exit(5)", kUnknown, true},
@@ -122,13 +110,6 @@ TEST_F(Exceptions, AHookOfTheScriptPrintsAndItsSystemExitIsTheExitCallbacks) {
        "def hook(*a): raise Leave\n"
        "sys.excepthook = hook",
        1, ""},
-      {"class Hook:\n"
-       "  def __call__(self, *a): sys.exit()\n"
-       "sys.excepthook = Hook()",
-       1, ""},
-      {"def hook(*a): sys.excepthook = sys.exit; sys.exit()\n"
-       "sys.excepthook = hook",
-       1, ""},
       {"sys.excepthook = sys.exit", 0, "Error in sys.excepthook:\nTypeError"},
       {"sys.excepthook = lambda *a: a[7]", 0, "Error in sys.excepthook:\nTraceback"},
       {"sys.excepthook = None", 0, "Error in sys.excepthook:\n"},
@@ -175,10 +156,6 @@ TEST_F(Exceptions, AreSurvivedWhateverBecameOfStandardError) {
       "sys.stderr = None",
       "del sys.stderr",
       "sys.stderr.close()",
-      "sys.stderr = 5",
-      "class Broken:\n"
-      "  def write(self, text): raise ValueError\n"
-      "sys.stderr = Broken()",
       "class Broken:\n"
       "  def write(self, text): sys.exit(3)\n"
       "  def flush(self): sys.exit(4)\n"
@@ -219,10 +196,6 @@ TEST_F(Exceptions, HostileErrorsAreReportedAndCleared) {
        "  def __str__(self): return str(self)\n"
        "raise E",
        kUnknown, 0},
-      {"class E(Exception):\n"
-       "  def __getattribute__(self, name): raise SystemExit(2)\n"
-       "raise E",
-       kUnknown, 0},
       {"class Meta(type):\n"
        "  def __getattribute__(c, name): sys.exit(3)\n"
        "class E(Exception, metaclass=Meta): pass\n"
@@ -234,20 +207,9 @@ TEST_F(Exceptions, HostileErrorsAreReportedAndCleared) {
        "ctypes.pythonapi.PyErr_SetNone(ctypes.py_object(E))",
        kUnknown, 1},
       {"class L(list):\n"
-       "  def __iter__(self): raise ValueError\n"
-       "sys.exit(L('ab'))",
-       kUnknown, 1},
-      {"class L(list):\n"
        "  def __iter__(self): sys.exit(2)\n"
        "sys.exit(L('ab'))",
        kUnknown, 1},
-      {"a = []; a.append(a); sys.exit(a)", "[]", 1},
-      {"class E(SystemExit): code = property(lambda s: 1 / 0)\n"
-       "raise E",
-       kUnknown, 1},
-      {"def f(): f()\n"
-       "f()",
-       "maximum recursion depth exceeded", 0},
       {"class T: pass\n"
        "T.tb_next = T()\n"
        "class E(Exception): __traceback__ = T()\n"
@@ -262,10 +224,6 @@ TEST_F(Exceptions, HostileErrorsAreReportedAndCleared) {
        "f = ValueError(2)\n"
        "e.__context__, f.__context__ = f, e\n"
        "raise e",
-       kUnknown, 0},
-      {"class E(Exception):\n"
-       "  def __del__(self): raise SystemExit(4)\n"
-       "raise E",
        kUnknown, 0},
   };
   for (const auto& c : cases) {
