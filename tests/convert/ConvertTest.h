@@ -12,7 +12,6 @@ namespace zrtest {
 
 class ConvertTest : public PythonTest {
  protected:
-  // A class for each way in which a script's objects can differ from the runtime's own.
   void SetUp() override { ASSERT_TRUE(interp().Init()); }
 
   // Lock held. New reference to the value of an expression in __main__.

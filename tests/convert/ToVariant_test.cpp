@@ -2,7 +2,6 @@
 #include <tests/convert/ConvertTest.h>
 #include <zrpythoninterp/convert/ToVariant.h>
 
-#include <climits>
 #include <cstring>
 
 namespace zrtest {
@@ -10,7 +9,6 @@ namespace {
 
 using zrpy::GilGuard;
 using zrpy::PyRef;
-using Entries = zrStlVector<zrString>;
 
 constexpr const char* kClasses = R"(
 import collections, enum, sys
@@ -272,19 +270,6 @@ TEST_F(ToVariant, ContainersMayChangeUnderTheWalk) {
       EXPECT_TRUE(Convert("[" + expression + ", 1]").ok);
     }
   }
-}
-
-TEST_F(ToVariant, IsWhatTheMemberGives) {
-  const GilGuard gil;
-  const PyRef object = Evaluate("['a', 1]");
-  PyObject* pointer = object.get();
-  zrVariant value;
-  EXPECT_TRUE((interp().*Open(ConvertOut()))(value, pointer));
-  EXPECT_EQ(pointer, object.get());
-  EXPECT_EQ(value.GetStringList(), (Entries{"a", "1"}));
-  pointer = Py_None;
-  EXPECT_FALSE((interp().*Open(ConvertOut()))(value, pointer));
-  EXPECT_EQ(value.GetStringList(), (Entries{"a", "1"}));
 }
 
 }  // namespace

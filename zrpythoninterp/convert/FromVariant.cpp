@@ -3,6 +3,7 @@
 #include <zrpythoninterp/core/GilGuard.h>
 // GilGuard.h brings Python.h, which comes first.
 #include <zrpythoninterp/convert/FromVariant.h>
+#include <zrpythoninterp/convert/LongText.h>
 #include <zrpythoninterp/host/zrStlVector.h>
 #include <zrpythoninterp/host/zrVariantAccess.h>
 
@@ -22,7 +23,12 @@ std::uint32_t Tag(const zrVariant& value) {
 }
 
 // Up to the first NUL. Null with an error pending when the text is no UTF-8.
-PyRef FromText(const zrString& text) { return PyRef::Steal(PyUnicode_FromString(text.c_str())); }
+PyRef FromText(const zrString& text) ZR_REQUIRES_GIL {
+  if (text.size() >= kLongText) {
+    if (PyRef object = FromLongAscii(text)) return object;
+  }
+  return PyRef::Steal(PyUnicode_FromString(text.c_str()));
+}
 
 PyRef FromString(const zrVariant& value) {
   zrString scratch;

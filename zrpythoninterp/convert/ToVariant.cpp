@@ -3,6 +3,7 @@
 #include <zrpythoninterp/core/GilGuard.h>
 // GilGuard.h brings Python.h, which comes first.
 #include <zrpythoninterp/convert/Elements.h>
+#include <zrpythoninterp/convert/LongText.h>
 #include <zrpythoninterp/convert/ToVariant.h>
 #include <zrpythoninterp/core/ErrorStash.h>
 #include <zrpythoninterp/core/PyRef.h>
@@ -74,6 +75,14 @@ const char* AsciiCharacters(PyObject* text) {
   return nullptr;
 }
 
+void SetText(zrVariant& out, const char* characters, Py_ssize_t size) {
+  if (static_cast<size_t>(size) < kLongText) {
+    out.SetString(characters);
+  } else {
+    zrVariantAccess::TakeString(out, CopyUpToNul(characters, static_cast<size_t>(size)));
+  }
+}
+
 // One side of a dictionary's entry; one that has no form reads like an empty value.
 void AppendSide(zrString& text, PyObject* object, const Level& level, Walk& walk) {
   if (!AppendTo(text, object, &level, walk)) text += zrVariant().GetString();
@@ -93,9 +102,16 @@ bool CollectEntries(zrStlVector<zrString>& entries, const Level& level, Walk& wa
   entries.reserve(static_cast<size_t>(EntryCount(level.container)));
   if (!IsDict(level.container)) {
     return ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
+      if (PyUnicode_CheckExact(element)) {  // the commonest by far
+        if (const char* const characters = AsciiCharacters(element)) {
+          entries.emplace_back(characters);
+          return true;
+        }
+        errors.Park();
+        return true;
+      }
       entries.emplace_back();
       const bool written = AppendTo(entries.back(), element, &level, walk);
-      if (written && PyUnicode_CheckExact(element)) return true;  // which leaves no error
       if (!written) entries.pop_back();
       errors.Park();
       return true;
@@ -192,7 +208,7 @@ bool AppendText(zrString& text, PyObject* object) {
 bool ToVariant(zrVariant& out, PyObject* object) {
   if (PyUnicode_Check(object)) {
     const char* const characters = AsciiCharacters(object);
-    if (characters) out.SetString(characters);
+    if (characters) SetText(out, characters, PyUnicode_GET_LENGTH(object));
     return characters != nullptr;
   }
   if (PyBool_Check(object)) {
@@ -208,7 +224,7 @@ bool ToVariant(zrVariant& out, PyObject* object) {
     return true;
   }
   if (PyBytes_Check(object)) {
-    out.SetString(PyBytes_AS_STRING(object));
+    SetText(out, PyBytes_AS_STRING(object), PyBytes_GET_SIZE(object));
     return true;
   }
   if (IsDict(object) || IsSequence(object)) {

@@ -30,6 +30,11 @@ void zrVariantAccess::NextEntry(zrString& text) { text += ", "; }
 
 void zrVariantAccess::CloseList(zrString& text) { text += ']'; }
 
+void zrVariantAccess::TakeString(zrVariant& value, zrString&& text) {
+  value.SetString("");  // for the tag
+  value.value_ = std::move(text);
+}
+
 const zrString& zrVariantAccess::String(const zrVariant& value, zrString& scratch) {
   if (const auto* text = std::get_if<zrString>(&value.value_)) return *text;
   return scratch = value.GetString();

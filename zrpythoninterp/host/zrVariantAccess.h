@@ -26,6 +26,8 @@ struct ZR_EXPORT zrVariantAccess {
   /// Appends what stands behind the entries of a list.
   static void CloseList(zrString& text);
 
+  /// Sets value to the string, as SetString does, without a copy. **Form**: no NUL in it.
+  static void TakeString(zrVariant& value, zrString&& text);
   /// What value.GetString() gives: the string in place where value holds one, else scratch, which
   /// receives the text. **Owns**: good as long as value and scratch live and neither is changed.
   static const zrString& String(const zrVariant& value, zrString& scratch);

@@ -10,6 +10,7 @@ struct zrVariantAccess {
   static void OpenList(zrString& /*text*/) {}
   static void NextEntry(zrString& text) { text += ';'; }
   static void CloseList(zrString& /*text*/) {}
+  static void TakeString(zrVariant& value, const zrString& text) { value.SetString(text.c_str()); }
   static const zrString& String(const zrVariant& value, zrString& scratch) {
     return scratch = value.GetString();
   }
