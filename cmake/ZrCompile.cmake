@@ -4,6 +4,12 @@ if(ZR_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
+# The small functions of one room stand in the loops of another.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT ZR_SANITIZE)
+  include(CheckIPOSupported)
+  check_ipo_supported(RESULT ZR_HAS_IPO OUTPUT ZR_IPO_OUTPUT LANGUAGES CXX)
+endif()
+
 function(zr_compile_options target)
   target_compile_features(${target} PUBLIC cxx_std_17)
   set_target_properties(${target} PROPERTIES
@@ -11,6 +17,9 @@ function(zr_compile_options target)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
+  if(ZR_HAS_IPO)
+    set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
+  endif()
   if(MSVC)
     target_compile_options(${target} PRIVATE /W4 /utf-8 $<$<BOOL:${ZR_WARNINGS_ARE_ERRORS}>:/WX>)
     return()
