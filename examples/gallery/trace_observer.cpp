@@ -3,6 +3,7 @@
 // middle do. Usage: trace_observer INSTALLATION_ROOT
 #include <Python.h>
 // Python.h comes first.
+#include <frameobject.h>  // up to 3.9 what it declares is not in Python.h
 #include <zrpythoninterp/core/zrInterpPython.h>
 #include <zrpythoninterp/core/zrPythonInterpCreator.h>
 #include <zrpythoninterp/trace/zrInterpTraceInfoPython.h>

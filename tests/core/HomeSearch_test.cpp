@@ -1,152 +1,99 @@
 // The search for the runtime, on a disk of our own making.
 #include <gtest/gtest.h>
-#include <tests/support/InstallationRoot.h>
 #include <zrpythoninterp/core/HomeSearch.h>
 #include <zrpythoninterp/host/Platform.h>
 
-#include <set>
-
 namespace {
 
-using zrtest::InstallationRoot;
+// The candidates: Last (of the start before), Beside the root, Third party, the Variable's, Inside
+// the root. The fake disk shows what was resolved and knows a candidate by a piece of its path.
+const char* PieceOf(char candidate) {
+  return candidate == 'L'   ? "last"
+         : candidate == 'B' ? "/.."
+         : candidate == 'T' ? "/third_party"
+         : candidate == 'V' ? "/software"
+                            : "root/common";
+}
+zrString Path(char candidate, const zrString& root) {
+  return candidate == 'L'   ? "/last"
+         : candidate == 'B' ? "<" + root + "/../common/python/python3.5/$PLATFORM>"
+         : candidate == 'T' ? "<" + root + "/third_party/python/python3.5.4/$PLATFORM>"
+         : candidate == 'V' ? "</software/python/python3.5.4/$PLATFORM>"
+                            : "<" + root + "/common/python/python3.5/$PLATFORM>";
+}
 
-std::set<zrString> present;
-const zrpy::FileSystem kFake = {
-    [](const zrString& path) { return present.count(path) != 0; },
-    [](const zrString& path) { return "<" + path + ">"; }  // shows what was resolved
-};
+const char* present = "";
+const zrpy::FileSystem kFake = {[](const zrString& path) {
+                                  for (const char* candidate = present; *candidate; ++candidate) {
+                                    if (path.find(PieceOf(*candidate)) != zrString::npos)
+                                      return true;
+                                  }
+                                  return false;
+                                },
+                                [](const zrString& path) { return "<" + path + ">"; }};
 
-#define BESIDE "/../common/python/python3.5/$PLATFORM"
-#define THIRD "/third_party/python/python3.5.4/$PLATFORM"
-#define VARIABLE "/python/python3.5.4/$PLATFORM"
-#define INSIDE "/common/python/python3.5/$PLATFORM"
+void ExpectPlace(const zrpy::RuntimePlace& place, zrString home, const zrString& runtime) {
+  zrpy::ToBackslashes(home);
+  EXPECT_EQ(place.pythonHome, home);
+  EXPECT_EQ(place.pythonPath, runtime) << "its slashes are as they were resolved";
+}
 
 TEST(HomeSearch, TriesTheCandidatesInOrder) {
-  const zrString none;
   const struct {
-    const char* what;
-    zrString root;
-    const char* lastHome;
-    const char* thirdParty;
-    std::set<zrString> present;
-    zrString home;  // forward slashes
-    zrString runtime;
+    bool later;  // not the first start of the process
+    const char* variable;
+    const char* present;
+    char home;
+    bool tested;  // the chain ended at its first test: the runtime's files lie beside the root
   } cases[] = {
-      {"beside the root, the runtime's files reached in another way",
-       "/a/b",
-       nullptr,
-       "/t",
-       {"</a/b" BESIDE ">", "</a/b" THIRD ">", "</t" VARIABLE ">"},
-       "</a/b" BESIDE ">",
-       "</a" INSIDE ">"},
-      {"third party",
-       "/a/b",
-       nullptr,
-       "/t",
-       {"</a/b" THIRD ">", "</t" VARIABLE ">", "</a/b" INSIDE ">"},
-       "</a/b" THIRD ">",
-       "</a/b" THIRD ">"},
-      {"the variable's",
-       "/a/b",
-       nullptr,
-       "/t",
-       {"</t" VARIABLE ">", "</a/b" INSIDE ">"},
-       "</t" VARIABLE ">",
-       "</t" VARIABLE ">"},
-      {"the variable's, unset",
-       "/a/b",
-       nullptr,
-       nullptr,
-       {"<" VARIABLE ">", "</a/b" INSIDE ">"},
-       "</a/b" INSIDE ">",
-       "</a/b" INSIDE ">"},
-      {"the variable's, empty",
-       "/a/b",
-       nullptr,
-       "",
-       {"<" VARIABLE ">", "</a/b" INSIDE ">"},
-       "<" VARIABLE ">",
-       "<" VARIABLE ">"},
-      {"the variable's, missing",
-       "/a/b",
-       nullptr,
-       "/t",
-       {"</a/b" INSIDE ">"},
-       "</a/b" INSIDE ">",
-       "</a/b" INSIDE ">"},
-      {"nothing: the last stands untested",
-       "/a/b",
-       nullptr,
-       nullptr,
-       {},
-       "</a/b" INSIDE ">",
-       "</a/b" INSIDE ">"},
-      {"a later start's last home",
-       "/a/b",
-       "\\last",
-       nullptr,
-       {"\\last", "</a/b" BESIDE ">"},
-       "/last",
-       "</a" INSIDE ">"},
-      {"a later start whose last home is gone does not look beside",
-       "/a/b",
-       "\\last",
-       nullptr,
-       {"</a/b" BESIDE ">", "</a/b" THIRD ">"},
-       "</a/b" THIRD ">",
-       "</a/b" THIRD ">"},
-      {"a separator at the end",
-       "/a/b/",
-       nullptr,
-       nullptr,
-       {"</a/b/" BESIDE ">"},
-       "</a/b/" BESIDE ">",
-       "</a/b" INSIDE ">"},
-      {"the only separator in front",
-       "/b",
-       nullptr,
-       nullptr,
-       {"</b" BESIDE ">"},
-       "</b" BESIDE ">",
-       "<" INSIDE ">"},
-      {"no separator", "b", nullptr, nullptr, {"<b" BESIDE ">"}, "<b" BESIDE ">", "<b" INSIDE ">"},
-      {"empty", "", nullptr, nullptr, {"<" BESIDE ">"}, "<" BESIDE ">", "<" INSIDE ">"},
-      {"empty, nothing there", "", nullptr, nullptr, {}, "<" INSIDE ">", "<" INSIDE ">"},
-      {"backslashes",
-       "C:\\a\\b",
-       nullptr,
-       nullptr,
-       {"<C:\\a\\b" BESIDE ">"},
-       "<C:/a/b" BESIDE ">",
-       "<C:\\a" INSIDE ">"},
-      {"both, the last counts",
-       "\\a/b\\c/d",
-       nullptr,
-       nullptr,
-       {"<\\a/b\\c/d" BESIDE ">"},
-       "</a/b/c/d" BESIDE ">",
-       "<\\a/b\\c" INSIDE ">"},
+      {false, "/software", "BTVI", 'B', true}, {false, "/software", "TVI", 'T', false},
+      {false, "/software", "VI", 'V', false},  {false, "/software", "I", 'I', false},
+      {false, nullptr, "BVI", 'B', true},      {false, nullptr, "VI", 'I', false},
+      {false, nullptr, "", 'I', false},        {false, "/software", "", 'I', false},
+      {true, nullptr, "LBTI", 'L', true},      {true, nullptr, "BTI", 'T', false},
+      {true, "/software", "BV", 'V', false},   {true, nullptr, "B", 'I', false},
   };
+  const zrString last = "\\last";
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
+    SCOPED_TRACE(zrString(c.present) + (c.variable ? " variable" : "") + (c.later ? " later" : ""));
     present = c.present;
-    const zrString last = c.lastHome ? c.lastHome : "";
-    const auto place = zrpy::SearchHome(c.root, c.lastHome ? &last : nullptr, c.thirdParty, kFake);
-    zrString home = c.home;
-    zrpy::ToBackslashes(home);
-    EXPECT_EQ(place.pythonHome, home);
-    EXPECT_EQ(place.pythonPath, c.runtime) << "its slashes are as they were resolved";
+    const auto place = zrpy::SearchHome("/a/root", c.later ? &last : nullptr, c.variable, kFake);
+    const zrString home = Path(c.home, "/a/root");
+    ExpectPlace(place, home, c.tested ? Path('I', "/a") : home);
   }
 }
 
-TEST(HomeSearch, FindsEachLayoutOnTheDisk) {
-  using Layout = InstallationRoot::Layout;
-  for (const Layout layout : {Layout::kBeside, Layout::kThirdParty, Layout::kInside}) {
-    const InstallationRoot root(layout);
-    zrString home = zrpy::SearchHome(root.path(), nullptr, nullptr).pythonHome;
-    zrpy::ToNative(home);
-    EXPECT_EQ(home, root.home());
+TEST(HomeSearch, CutsTheRootAtItsLastSeparator) {
+  const struct {
+    const char* root;
+    const char* parent;
+  } cases[] = {{"/a/root", "/a"},
+               {"/a/root/", "/a/root"},
+               {"/root", ""},
+               {"root", "root"},
+               {"", ""},
+               {"/", ""},
+               {"\\", ""},
+               {"C:\\a\\root", "C:\\a"},
+               {"\\a/b\\c/d", "\\a/b\\c"},
+               {"a/b\\", "a/b"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.root);
+    present = "B";
+    ExpectPlace(zrpy::SearchHome(c.root, nullptr, nullptr, kFake), Path('B', c.root),
+                Path('I', c.parent));
+    present = "";
+    ExpectPlace(zrpy::SearchHome(c.root, nullptr, nullptr, kFake), Path('I', c.root),
+                Path('I', c.root));
   }
+}
+
+TEST(HomeSearch, AnEmptyVariableIsADirectoryToo) {
+  const zrpy::FileSystem only = {
+      [](const zrString& path) { return path == "/python/python3.5.4/$PLATFORM"; },
+      [](const zrString& path) { return path; }};
+  EXPECT_EQ(zrpy::SearchHome("/a/root", nullptr, "", only).pythonPath,
+            "/python/python3.5.4/$PLATFORM");
 }
 
 }  // namespace

@@ -4,13 +4,11 @@
 #include <tests/support/PythonTest.h>
 
 #include <functional>
-#include <vector>
 
 namespace {
 
 using zrtest::BindHostFunction;
 using zrtest::OnAnotherThread;
-using zrtest::OpenInterp;
 
 std::function<void(const zrString&)> onAlert;
 std::function<void()> onExit;
@@ -35,47 +33,6 @@ class Callbacks : public zrtest::PythonTest {
     onExit = nullptr;
   }
 
-  // Every way of running the text, each of which fails.
-  struct Way {
-    const char* name;
-    std::function<bool(OpenInterp&, const zrString& text, const zrString& file)> run;
-  };
-  static const std::vector<Way>& Ways() {
-    static const std::vector<Way> ways = {
-        {"statements", [](auto& interp, auto& text, auto&) { return interp.EvalScript(text, ""); }},
-        {"expression",
-         [](auto& interp, auto& text, auto&) {
-           bool ok = true;
-           interp.EvalScript(text, "", ok);
-           return ok;
-         }},
-        {"result name",
-         [](auto& interp, auto& text, auto&) {
-           bool ok = true;
-           interp.EvalScript(text, "missing", ok, "context");
-           return ok;
-         }},
-        {"either",
-         [](auto& interp, auto& text, auto&) {
-           bool ok = true;
-           interp.EvalScript2(text, ok);
-           return ok;
-         }},
-        {"export", [](auto& interp, auto& text,
-                      auto&) { return !interp.Export(text, "context").GetString().empty(); }},
-        {"file", [](auto& interp, auto&, auto& file) { return interp.EvalFile(file); }},
-        {"file in a context",
-         [](auto& interp, auto&, auto& file) { return interp.EvalFile(file, "context"); }},
-        {"file with maps",
-         [](auto& interp, auto&, auto& file) {
-           zrStlMap<zrString, zrVariant> globals;
-           zrStlMap<zrString, zrVariant> locals;
-           return interp.EvalFile(file, globals, &locals);
-         }},
-    };
-    return ways;
-  }
-
   // Nobody holds the lock, no error is pending on this thread, and others can evaluate.
   void ExpectBalanced() {
     EXPECT_EQ(PyGILState_Check(), 0);
@@ -88,39 +45,6 @@ class Callbacks : public zrtest::PythonTest {
     EXPECT_EQ(Text("6 * 7"), "42");
   }
 };
-
-TEST_F(Callbacks, MayEvaluateAgainOnEveryWay) {
-  const zrString error = "1 / 0";
-  const zrString exit = "__import__('sys').exit(3)";
-  const zrString errorFile = folder().Write("error.py", error);
-  const zrString exitFile = folder().Write("exit.py", exit);
-  onAlert = [&](const zrString& text) {
-    EXPECT_EQ(PyGILState_Check(), 1);
-    EXPECT_EQ(PyErr_Occurred(), nullptr);
-    EXPECT_EQ(Text("6 * 7"), "42");
-    if (text == "division by zero" || text == "3") {
-      EXPECT_EQ(Text("missing"), "<failed>");  // alerts again
-    }
-  };
-  onExit = [&] {
-    EXPECT_TRUE(PyErr_Occurred() && PyErr_ExceptionMatches(PyExc_SystemExit));
-    EXPECT_EQ(Text("6 * 7"), "42");
-    EXPECT_TRUE(PyErr_Occurred() && PyErr_ExceptionMatches(PyExc_SystemExit));
-    EXPECT_EQ(Text("missing"), "<failed>");
-    EXPECT_TRUE(PyErr_Occurred() && PyErr_ExceptionMatches(PyExc_SystemExit));
-  };
-  for (const Way& way : Ways()) {
-    SCOPED_TRACE(way.name);
-    EXPECT_FALSE(way.run(interp(), error, errorFile));
-    EXPECT_EQ(zrtest::TakeAlerts().size(), 2u);
-    EXPECT_EQ(zrtest::TakeExits(), 0);
-    ExpectBalanced();
-    EXPECT_FALSE(way.run(interp(), exit, exitFile));
-    EXPECT_EQ(zrtest::TakeAlerts().size(), 3u);
-    EXPECT_EQ(zrtest::TakeExits(), 1);
-    ExpectBalanced();
-  }
-}
 
 TEST_F(Callbacks, ErrorsOfInnerEvaluationsStayInside) {
   ASSERT_TRUE(interp().Init());

@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -29,7 +30,9 @@ inline void BindHostFunction(const char* name, std::function<void()> body) {
     static_cast<Function*>(PyCapsule_GetPointer(self, nullptr))->body();
     Py_RETURN_NONE;
   };
-  auto* const function = new Function{std::move(body), {name, call, METH_NOARGS, nullptr}};
+  static auto& functions = *new std::deque<Function>;
+  functions.push_back({std::move(body), {name, call, METH_NOARGS, nullptr}});
+  Function* const function = &functions.back();
   const zrpy::GilGuard gil;
   const zrpy::PyRef self = zrpy::PyRef::Steal(PyCapsule_New(function, nullptr, nullptr));
   const zrpy::PyRef object = zrpy::PyRef::Steal(PyCFunction_New(&function->definition, self.get()));

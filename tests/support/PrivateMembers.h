@@ -27,7 +27,6 @@ ZR_REVEAL(PythonPath, pythonPath_, zrString);
 ZR_REVEAL(UserPath, userPath_, zrString);
 ZR_REVEAL(Arguments, args_, zrStlVector<zrString>);
 ZR_REVEAL(MainThreadState, mainThreadState_, PyThreadState*);
-ZR_REVEAL(ConvertOut, ConvertPyObjectToVariant, bool(zrVariant&, PyObject*&));
 ZR_REVEAL(ConvertIn, ConvertVariantToPyObject, bool(PyObject*&, const zrVariant&));
 
 #undef ZR_REVEAL
