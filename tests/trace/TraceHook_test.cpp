@@ -242,7 +242,7 @@ TEST_F(TraceHook, AsksNamesThatAreNoPlainTexts) {
           "    def __str__(self):\n"
           "        Name.asked += 1\n"
           "        return 'first' if Name.asked == 1 else 1 / 0\n"
-          "name = Name('/work/a.py')"));
+          "name = Name('/scripts/a.py')"));
   {
     const GilGuard gil;
     const PyRef name = PyRef::Steal(PyObject_GetAttrString(PyImport_AddModule("__main__"), "name"));
