@@ -99,6 +99,7 @@ void zrInterpPython::start() {
     refused = !zrpy::StartRuntime(process->wideHome.c_str(), process->wideProgram.c_str());
   }
   if (refused) return;
+  zrpy::EnableThreads();  // others may come for the lock as soon as the start shows
   zrpy::RuntimeLife::Begin();
   // From here on other threads take Init's short path, which must find nothing to change.
   zrpy::ToBackslashes(homePath_);
@@ -112,7 +113,6 @@ void zrInterpPython::start() {
     stop();
     throw;
   }
-  zrpy::EnableThreads();
   mainThreadState_ = PyEval_SaveThread();
 }
 
