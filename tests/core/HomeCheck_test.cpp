@@ -24,12 +24,13 @@ const zrString kVersion =
 const zrString kLibrary = "lib/python" + kVersion;
 
 // The interpreter program's start on this home, as the library starts: UTF-8, whatever the locale.
+// It runs an empty file, since for a text on its command line it needs more (3.13).
 bool Starts(const zrString& home, const zrString& searchPath) {
   const zrString command =
       "env -u PYTHONPATH PYTHONHOME='" + home + "' " +
       (searchPath.empty() ? "" : "PYTHONPATH='" + searchPath + "' ") +
       "LC_ALL=C.UTF-8 PYTHONUTF8=1 PYTHONDONTWRITEBYTECODE=1 " ZR_TEST_PYTHON_EXECUTABLE
-      " -c pass >/dev/null 2>&1";
+      " /dev/null >/dev/null 2>&1";
   return std::system(command.c_str()) == 0;
 }
 
@@ -79,13 +80,13 @@ TEST_F(HomeCheck, AgreesWithTheRuntimeOnEachFileThatIsMissing) {
     read.insert(fs::path("encodings") / name);
   }
   const zrString listing = folder_.path() + "/read";
-  ASSERT_EQ(0,
-            std::system(
-                ("PYTHONHOME='" + home() +
-                 "' LC_ALL=C.UTF-8 PYTHONUTF8=1 " ZR_TEST_PYTHON_EXECUTABLE
-                 " -v -c pass 2>&1 | sed -n \"s/.*matches .*\\/\\([a-z_0-9]*\\.py\\).*/\\1/p\" >" +
-                 listing)
-                    .c_str()));
+  ASSERT_EQ(
+      0, std::system(
+             ("PYTHONHOME='" + home() +
+              "' LC_ALL=C.UTF-8 PYTHONUTF8=1 " ZR_TEST_PYTHON_EXECUTABLE
+              " -v /dev/null 2>&1 | sed -n \"s/.*matches .*\\/\\([a-z_0-9]*\\.py\\).*/\\1/p\" >" +
+              listing)
+                 .c_str()));
   std::ifstream lines(listing);
   const std::set<zrString> loaded{std::istream_iterator<zrString>(lines), {}};
   int needed = 0;
