@@ -32,12 +32,16 @@ int ReadByte() {
   }
 }
 
+constexpr char kControlD = 4;
+
 // A character in the locale's form, as the editor wants it.
 int ReadCharacter(std::FILE* /*stream*/) {
   std::mbstate_t state = {};
   for (;;) {
     const int byte = ReadByte();
     if (byte < 0) return -1;
+    // What the terminal makes of a Ctrl-D that was typed before the editor had taken it over.
+    if (byte == '\0') return kControlD;
     const char character = static_cast<char>(byte);
     wchar_t wide = 0;
     const std::size_t length = std::mbrtowc(&wide, &character, 1, &state);
