@@ -69,6 +69,20 @@ inline void EnableThreads() {
 #endif
 }
 
+// Whether the runtime stops on the thread state of its start, whichever thread calls for it: the
+// state of that thread is then destroyed with the rest, while it is still the current one.
+constexpr bool kStopsOnTheStartsState = PY_VERSION_HEX >= 0x030D0000;
+
+// Such a state is bound to the next thread that takes the lock on it, where PyGILState_Ensure then
+// finds it. For the stop alone: the thread to which it was bound is not told.
+inline void UnbindThreadState(PyThreadState* state) {
+#if PY_VERSION_HEX >= 0x030D0000
+  state->_status.bound_gilstate = 0;
+#else
+  static_cast<void>(state);
+#endif
+}
+
 // Deprecated since 3.11, with no other call that leaves sys.path alone on all.
 inline void SetArguments(int count, wchar_t** arguments) {
   ZR_DEPRECATED_CALLS_BEGIN

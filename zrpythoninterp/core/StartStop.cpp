@@ -117,15 +117,17 @@ void zrInterpPython::start() {
 }
 
 // The runtime's own stop runs script code, which may call back into the host and so take the lock.
-// That works only for a thread whose own state is the current one, so a thread other than the
-// starting one stops on a state of its own.
+// That works only on the state that PyGILState_Ensure finds, so a thread other than the starting
+// one stops on a state of its own, or has the start's bound to it.
 void zrInterpPython::stop() {
   const bool stopping = zrpy::RuntimeLife::Current() == 0;
   // A thread that holds the lock would wait for itself.
   if (!initialized_ || stopping || zrpy::HoldsLock()) return;
 
   zrpy::EndLife();
-  if (PyGILState_GetThisThreadState() == mainThreadState_) {
+  const bool started = PyGILState_GetThisThreadState() == mainThreadState_;
+  if (zrpy::kStopsOnTheStartsState && !started) zrpy::UnbindThreadState(mainThreadState_);
+  if (zrpy::kStopsOnTheStartsState || started) {
     PyEval_RestoreThread(mainThreadState_);
   } else {
     PyGILState_Ensure();
