@@ -1,6 +1,6 @@
-// Runs a script as a host would, watched by the observers of examples/trace and by one that pairs
-// calls with returns. Prints the number of calls of each thread, or what did not pair.
-//   trace_script [--coverage FILE] [--timeline FILE] [--step] SCRIPT [ARGUMENT...]
+// Runs a script as a host would, watched by the coverage of examples/trace and by an observer that
+// pairs calls with returns on each thread. Fails when some did not pair.
+//   trace_script COVERAGE-FILE SCRIPT [ARGUMENT...]
 #include <examples/trace/TraceSession.h>
 #include <tests/support/InstallationRoot.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
@@ -17,77 +17,45 @@
 
 namespace {
 
-class Pairs : public zrxObserver<zrInterpTraceInfo*> {
- public:
+// Pairs calls with returns.
+struct Pairs : zrxObserver<zrInterpTraceInfo*> {
   void Notify(const zrxNotifierEvent<zrInterpTraceInfo*>& event) override {
     auto& info = static_cast<zrInterpTraceInfoPython&>(*event.data_);
-    const zrString what = info.GetEvent();
-    thread_local const int thread = ++threads_;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    std::vector<PyObject*>& open = open_[thread];
-    if (what == "call") {
-      ++calls_[thread];
-      open.push_back(info.GetFrame());
-    } else if (open.empty() || open.back() != info.GetFrame()) {
-      ++wrong_;
-    } else if (what == "return") {
-      open.pop_back();
+    const std::lock_guard<std::mutex> lock(mutex);
+    std::vector<PyObject*>& calls = open[std::this_thread::get_id()];
+    if (info.GetEvent() == "call") {
+      calls.push_back(info.GetFrame());
+      ++unpaired;
+    } else if (calls.empty() || calls.back() != info.GetFrame()) {
+      ++unpaired;
+    } else if (info.GetEvent() == "return") {
+      calls.pop_back();
+      --unpaired;
     }
   }
 
-  bool Print() const {
-    bool paired = wrong_ == 0;
-    for (const auto& [thread, open] : open_) {
-      std::printf("thread %d: %ld calls, %zu open\n", thread, calls_.at(thread), open.size());
-      if (!open.empty()) paired = false;
-    }
-    std::printf("%ld events outside their call\n", wrong_);
-    return paired;
-  }
-
- private:
-  std::atomic<int> threads_{0};
-  std::mutex mutex_;
-  std::map<int, std::vector<PyObject*>> open_;
-  std::map<int, long> calls_;
-  long wrong_ = 0;
+  std::mutex mutex;
+  std::map<std::thread::id, std::vector<PyObject*>> open;
+  long unpaired = 0;
 };
-
-bool PrintAlert(const zrString& text) { return std::fprintf(stderr, "%s\n", text.c_str()) >= 0; }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  TraceOptions options;
-  zrStlVector<zrString> script(arguments + 1, arguments + count);
-  const auto take = [&script] {
-    const zrString first = script.at(0);
-    script.erase(script.begin());
-    return first;
-  };
-  while (script.at(0).rfind("--", 0) == 0) {
-    const zrString option = take();
-    if (option == "--coverage") options.coverageFile = take();
-    if (option == "--timeline") options.timelineFile = take();
-    if (option == "--step") options.step = true;
-  }
+  const zrStlVector<zrString> script(arguments + 2, arguments + count);
   const zrtest::InstallationRoot root;
   zrPythonInterpCreator creator(script, root.path(), nullptr, "");
   const std::unique_ptr<zrInterp> made(creator.Create());
   auto& interp = static_cast<zrInterpPython&>(*made);
-  interp.SetAlert(&PrintAlert);
-  interp.Import("folder",
-                zrVariant(std::filesystem::path(script.at(0)).parent_path().string().c_str()));
-  interp.EvalScript("import sys; sys.path.insert(0, folder); del folder, sys", zrString());
+  const zrString folder = std::filesystem::path(script.at(0)).parent_path().string();
+  interp.EvalScript("import sys; sys.path.insert(0, '" + folder + "'); del sys", zrString());
 
   Pairs pairs;
-  TraceSession session(interp, options);
+  TraceSession session(interp, {arguments[1], "", false});
   interp.AddObserver(pairs);
   const bool ran = interp.EvalFile(script.at(0));
   session.Finish();
   interp.RemoveObserver(pairs);
-  std::fflush(stdout);
-  const bool paired = pairs.Print();
-  if (session.UserQuit()) return 3;
-  return ran && paired ? 0 : 1;
+  std::fprintf(stderr, "%ld events outside their call, or calls without end\n", pairs.unpaired);
+  return ran && pairs.unpaired == 0 ? 0 : 1;
 }
