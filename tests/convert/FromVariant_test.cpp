@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <sstream>
 
 namespace zrtest {
@@ -14,35 +15,6 @@ using zrpy::GilGuard;
 using zrpy::PyRef;
 
 using FromVariant = ConvertTest;
-
-zrVariant Whole(long long number) {
-  zrVariant value;
-  value.SetLong64(number);
-  return value;
-}
-
-zrVariant Floating(double number) {
-  zrVariant value;
-  value.SetDouble(number);
-  return value;
-}
-
-zrVariant List(const zrStlVector<zrString>& texts) {
-  zrVariant value;
-  value.SetStringList(texts);
-  return value;
-}
-
-zrVariant Pointer(void* pointer) {
-  zrVariant value;
-  value.SetPointer(pointer);
-  return value;
-}
-
-zrVariant Tagged(std::int32_t tag, zrVariant value) {
-  std::memcpy(static_cast<void*>(&value), &tag, sizeof tag);
-  return value;
-}
 
 zrString Quoted(const void* pointer) {
   std::ostringstream text;
@@ -55,48 +27,37 @@ zrString Narrowed(long long number) { return std::to_string(static_cast<long>(nu
 
 TEST_F(FromVariant, EachTagHasItsObject) {
   int target = 0;
-  zrVariant truth;
-  truth.SetBoolean(true);
+  const zrStlVector<zrString> texts = {"a", "", zrString("b\0c", 3)};
+  const zrStlVector<zrString> broken = {"a", "\xff", "b"};
   constexpr long long kWide = 1LL << 32;
   const struct {
-    zrVariant value;
-    zrString repr;  // empty: no object
-    zrString error;
+    std::function<void(zrVariant&)> set;
+    std::int32_t tag;  // written over the value's own
+    zrString repr;     // empty: no object
+    zrString error = "";
   } cases[] = {
-      {zrVariant(), "''", ""},
-      {Tagged(0, "text"), "''", ""},
-      {truth, "True", ""},
-      {Tagged(1, Whole(0)), "False", ""},
-      {Tagged(1, Whole(-3)), "True", ""},
-      {Tagged(1, Whole(kWide)), static_cast<long>(kWide) ? "True" : "False", ""},
-      {Tagged(2, Whole(-1)), "-1", ""},
-      {Tagged(3, Whole(2)), "2", ""},
-      {Whole(INT_MAX), "2147483647", ""},
-      {Whole(INT_MIN), "-2147483648", ""},
-      {Whole(INT_MAX + 1LL), Narrowed(INT_MAX + 1LL), ""},
-      {Whole(kWide + 1), Narrowed(kWide + 1), ""},
-      {Whole(LLONG_MIN), Narrowed(LLONG_MIN), ""},
-      {Tagged(4, Floating(2.9)), "2", ""},
-      {Tagged(5, Floating(-0.5)), "-0.5", ""},
-      {Floating(1e300), "1e+300", ""},
-      {Tagged(6, Whole(2)), "2.0", ""},
-      {"", "''", ""},
-      {"gr\xc3\xbc\xc3\x9f", "'gr\xc3\xbc\xc3\x9f'", ""},
-      {"\xf0\x9f\x98\x80", "'\xf0\x9f\x98\x80'", ""},
-      {"\xff", "", "UnicodeDecodeError"},
-      {"\xed\xa0\x80", "", "UnicodeDecodeError"},  // a surrogate
-      {"cut \xc3", "", "UnicodeDecodeError"},
-      {Tagged(7, Whole(42)), "'42'", ""},
-      {List({}), "[]", ""},
-      {List({"a", "", "\xc3\xbc", zrString("b\0c", 3)}), "['a', '', '\xc3\xbc', 'b']", ""},
-      {List({"a", "\xff", "b"}), "", "UnicodeDecodeError"},
-      {Tagged(8, "no list"), "[]", ""},
-      {Pointer(&target), Quoted(&target), ""},
-      {Pointer(nullptr), "", ""},
-      {Tagged(9, Whole(1)), "", ""},
-      {Tagged(10, "text"), "", ""},
-      {Tagged(-1, "text"), "", ""},
-      {Tagged(INT_MIN, List({"a"})), "", ""},
+      {[](auto& v) { v.SetString("text"); }, 0, "''"},
+      {[](auto& v) { v.SetBoolean(true); }, 1, "True"},
+      {[](auto& v) { v.SetLong64(0); }, 1, "False"},
+      {[](auto& v) { v.SetLong64(kWide); }, 1, static_cast<long>(kWide) ? "True" : "False"},
+      {[](auto& v) { v.SetLong64(-1); }, 2, "-1"},
+      {[](auto& v) { v.SetLong64(kWide + 1); }, 4, Narrowed(kWide + 1)},
+      {[](auto& v) { v.SetLong64(LLONG_MIN); }, 4, Narrowed(LLONG_MIN)},
+      {[](auto& v) { v.SetDouble(2.9); }, 4, "2"},
+      {[](auto& v) { v.SetDouble(-0.5); }, 5, "-0.5"},
+      {[](auto& v) { v.SetDouble(1e300); }, 6, "1e+300"},
+      {[](auto& v) { v.SetString("gr\xc3\xbc\xc3\x9f"); }, 7, "'gr\xc3\xbc\xc3\x9f'"},
+      {[](auto& v) { v.SetString("\xff"); }, 7, "", "UnicodeDecodeError"},
+      {[](auto& v) { v.SetString("\xed\xa0\x80"); }, 7, "", "UnicodeDecodeError"},
+      {[](auto& v) { v.SetLong64(42); }, 7, "'42'"},
+      {[](auto& v) { v.SetStringList({}); }, 8, "[]"},
+      {[&](auto& v) { v.SetStringList(texts); }, 8, "['a', '', 'b']"},
+      {[&](auto& v) { v.SetStringList(broken); }, 8, "", "UnicodeDecodeError"},
+      {[](auto& v) { v.SetString("no list"); }, 8, "[]"},
+      {[&](auto& v) { v.SetPointer(&target); }, 9, Quoted(&target)},
+      {[](auto& v) { v.SetPointer(nullptr); }, 9, ""},
+      {[](auto& v) { v.SetString("text"); }, 10, ""},
+      {[](auto& v) { v.SetString("text"); }, INT_MIN, ""},
   };
   const auto convert = [](const zrVariant& value, zrString& repr, zrString& error) {
     const GilGuard gil;
@@ -108,20 +69,26 @@ TEST_F(FromVariant, EachTagHasItsObject) {
   zrString repr;
   zrString error;
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.value.GetString());
-    convert(c.value, repr, error);
+    SCOPED_TRACE(testing::Message() << c.tag << " " << c.repr);
+    zrVariant value;
+    c.set(value);
+    std::memcpy(static_cast<void*>(&value), &c.tag, sizeof c.tag);
+    convert(value, repr, error);
     EXPECT_EQ(repr, c.repr);
     EXPECT_EQ(error, c.error);
-    EXPECT_EQ(Growth([&] { convert(c.value, repr, error); }), 0);
+    EXPECT_EQ(Growth([&] { convert(value, repr, error); }), 0);
   }
 }
 
 TEST_F(FromVariant, TheMemberWritesTheObjectOnEveryPath) {
   const GilGuard gil;
   PyObject* object = Py_None;  // borrowed, and not looked at
-  EXPECT_FALSE((interp().*Open(ConvertIn()))(object, Pointer(nullptr)));
+  zrVariant value;
+  value.SetPointer(nullptr);
+  EXPECT_FALSE((interp().*Open(ConvertIn()))(object, value));
   EXPECT_EQ(object, nullptr);
-  EXPECT_TRUE((interp().*Open(ConvertIn()))(object, Whole(123456)));
+  value.SetLong64(123456);
+  EXPECT_TRUE((interp().*Open(ConvertIn()))(object, value));
   const PyRef owned = PyRef::Steal(object);
   EXPECT_EQ(PyLong_AsLong(object), 123456);
   EXPECT_EQ(Py_REFCNT(object), 1);

@@ -11,9 +11,7 @@ using zrpy::GilGuard;
 using zrpy::PyRef;
 
 constexpr const char* kClasses = R"(
-import collections, enum, sys
-class I(int): pass
-class F(float): pass
+import collections
 class S(str): pass
 class B(bytes): pass
 class D(dict):
@@ -30,16 +28,12 @@ class Breaks(L):
   def __iter__(self): yield 1; raise KeyError
 class NoIterator(list):
   def __iter__(self): raise KeyError
-class BadIterator(list):
-  def __iter__(self): return 5
-class E(enum.IntEnum): ONE = 1
 P = collections.namedtuple('P', 'x y')
 big = 1 << 63
 def nest(levels, make=lambda inner: [inner]):
   inner = make('core')
   for i in range(levels - 1): inner = make(inner)
   return inner
-def depth(text): return text.count('[')
 loop = [1]; loop += [loop, 2, loop]
 ring = {'a': 1}; ring['r'] = ring; ring['l'] = [ring]; ring['b'] = 2
 knot = ([],); knot[0].append(knot)
@@ -69,12 +63,6 @@ class ToVariant : public ConvertTest {
   }
 };
 
-std::int32_t Tag(const zrVariant& value) {
-  std::int32_t tag = 0;
-  std::memcpy(&tag, static_cast<const void*>(&value), sizeof tag);
-  return tag;
-}
-
 struct Case {
   const char* expression;
   bool ok;
@@ -85,60 +73,30 @@ struct Case {
 constexpr bool kNone = false;  // nothing is written
 const Case kCases[] = {
     {"True", true, 1, "true", ""},
-    {"False", true, 1, "false", ""},
     {"1", true, 4, "1", ""},
-    {"-2147483648", true, 4, "-2147483648", ""},
     {"big - 1", true, 4, "9223372036854775807", ""},
     {"-big", true, 4, "-9223372036854775808", ""},
     {"big", true, 4, "-1", "OverflowError"},
     {"-big - 1", true, 4, "-1", "OverflowError"},
-    {"I(7)", true, 4, "7", ""},
-    {"E.ONE", true, 4, "1", ""},
     {"0.1", true, 6, "0.1", ""},
-    {"F(-1e300)", true, 6, "-1e+300", ""},
     {"''", true, 7, "", ""},
-    {"S('a:b')", true, 7, "a:b", ""},
     {"'a\\0b'", true, 7, "a", ""},
-    {"'\\x7f'", true, 7, "\x7f", ""},
     {"'\\x80'", kNone, 7, "untouched", "UnicodeEncodeError"},
-    {"'\\ud800'", kNone, 7, "untouched", "UnicodeEncodeError"},
     {"S('\\U0001F600')", kNone, 7, "untouched", "UnicodeEncodeError"},
     {"b'a\\0b'", true, 7, "a", ""},
     {"B(b'\\xff\\xc3')", true, 7, "\xff\xc3", ""},
     {"None", kNone, 7, "untouched", ""},
-    {"bytearray(b'x')", kNone, 7, "untouched", ""},
-    {"1j", kNone, 7, "untouched", ""},
-    {"len", kNone, 7, "untouched", ""},
-    {"sys", kNone, 7, "untouched", ""},
-    {"int", kNone, 7, "untouched", ""},
-    {"ValueError('x')", kNone, 7, "untouched", ""},
-    {"iter([1])", kNone, 7, "untouched", ""},
-    {"range(3)", kNone, 7, "untouched", ""},
-    {"{}.keys()", kNone, 7, "untouched", ""},
     // Sequences drop what has no form; the newest error is the one that stays.
-    {"[]", true, 8, "[]", ""},
-    {"()", true, 8, "[]", ""},
-    {"set()", true, 8, "[]", ""},
-    {"frozenset()", true, 8, "[]", ""},
-    {"frozenset([3])", true, 8, "[3]", ""},
     {"P(1, 'y')", true, 8, "[1, y]", ""},
     {"[True, 1.5, b'\\xff', 'a, b']", true, 8, "[true, 1.5, \xff, a, b]", ""},
-    {"[1, None, 'x']", true, 8, "[1, x]", ""},
-    {"['\\x80', 'a']", true, 8, "[a]", "UnicodeEncodeError"},
     {"['\\x80', big, 'a']", true, 8, "[-1, a]", "OverflowError"},
-    {"[big, '\\x80', 'a']", true, 8, "[-1, a]", "UnicodeEncodeError"},
-    {"L(1, 'a', None)", true, 8, "[1, a]", ""},
     {"Slow('\\x80', 'a', big, 'b')", true, 8, "[a, -1, b]", "OverflowError"},
     {"Breaks()", true, 8, "[1]", "KeyError"},
     {"NoIterator('x')", kNone, 7, "untouched", "KeyError"},
-    {"BadIterator('x')", kNone, 7, "untouched", "TypeError"},
     // Dictionaries keep an entry whose side has no form.
     {"{}", true, 8, "[]", ""},
-    {"{'a': 1}", true, 8, "[a:1]", ""},
     {"{'b:': 1, 'a': 2}", true, 8, "[b::1, a:2]", ""},
     {"{'a': None, None: 1}", true, 8, "[a:, :1]", ""},
-    {"{'\\x80': big}", true, 8, "[:-1]", "OverflowError"},
-    {"{big: '\\x80', 'a': 1}", true, 8, "[-1:, a:1]", "UnicodeEncodeError"},
     {"D(a=1)", true, 8, "[a:1]", ""},
     {"collections.OrderedDict(a=Slow('\\x80', 1))", true, 8, "[a:[1]]", "UnicodeEncodeError"},
     // Containers in containers become one text.
@@ -146,12 +104,10 @@ const Case kCases[] = {
     {"[[], [[]], {}, ()]", true, 8, "[[], [[]], [], []]", ""},
     {"[[None, 1, None, 2, None], [None]]", true, 8, "[[1, 2], []]", ""},
     {"[{(1, 2): {'k': [3]}, None: None}]", true, 8, "[[[1, 2]:[k:[3]], :]]", ""},
-    {"[['\\x80', 1], 2]", true, 8, "[[1], 2]", "UnicodeEncodeError"},
     {"[[1, Breaks()], [NoIterator(), 2]]", true, 8, "[[1, [1]], [2]]", "KeyError"},
     {"{'k': NoIterator()}", true, 8, "[k:]", "KeyError"},
     // What contains itself is refused where it does.
     {"loop", true, 8, "[1, 2]", "RecursionError"},
-    {"[loop]", true, 8, "[[1, 2]]", "RecursionError"},
     {"ring", true, 8, "[a:1, r:, l:[], b:2]", "RecursionError"},
     {"knot", true, 8, "[[]]", "RecursionError"},
     {"[[1]] * 3", true, 8, "[[1], [1], [1]]", ""},
@@ -163,9 +119,10 @@ TEST_F(ToVariant, EachObjectHasItsFormAndLeavesItsErrorPending) {
     SCOPED_TRACE(c.expression);
     const Result result = Convert(c.expression);
     EXPECT_EQ(result.ok, c.ok);
-    EXPECT_EQ(Tag(result.value), c.tag);
+    EXPECT_EQ(std::memcmp(&result.value, &c.tag, sizeof c.tag), 0);
     EXPECT_EQ(result.value.GetString(), c.text);
     EXPECT_EQ(result.error, c.error);
+    EXPECT_EQ(Growth([&] { Convert(c.expression); }), 0) << "memory is lost";
 
     // The text alone is the same, behind what is there, and no reference is taken or given away.
     const GilGuard gil;
@@ -179,30 +136,20 @@ TEST_F(ToVariant, EachObjectHasItsFormAndLeavesItsErrorPending) {
   }
 }
 
-TEST_F(ToVariant, NothingIsLeaked) {
-  for (const Case& c : kCases) {
-    SCOPED_TRACE(c.expression);
-    EXPECT_EQ(Growth([&] { Convert(c.expression); }), 0);
-  }
-}
-
 TEST_F(ToVariant, DeepContainersAreCutAtAFixedDepth) {
-  for (const char* make : {"lambda inner: [inner]", "lambda inner: (inner,)",
-                           "lambda inner: {1: inner}", "lambda inner: Slow(inner)"}) {
+  for (const char* make :
+       {"lambda inner: [inner]", "lambda inner: {1: inner}", "lambda inner: Slow(inner)"}) {
     SCOPED_TRACE(make);
-    const auto convert = [&](int levels) {
+    const auto convert = [&](int levels, bool whole) {
       const Result result = Convert("nest(" + std::to_string(levels) + ", " + make + ")");
       EXPECT_TRUE(result.ok);
       const zrString text = result.value.GetString();
-      const bool whole = text.find("core") != zrString::npos;
+      EXPECT_EQ(text.find("core") != zrString::npos, whole);
       EXPECT_EQ(result.error, whole ? "" : "RecursionError");
-      return std::make_pair(whole, std::count(text.begin(), text.end(), '['));
+      return std::count(text.begin(), text.end(), '[');
     };
-    EXPECT_EQ(convert(150), std::make_pair(true, std::ptrdiff_t{150}));
-    const auto deep = convert(500);
-    EXPECT_FALSE(deep.first);
-    EXPECT_EQ(convert(20000), deep);
-    Run("gc = __import__('gc').collect()");
+    EXPECT_EQ(convert(150, true), 150);
+    EXPECT_EQ(convert(500, false), convert(20000, false));
   }
 }
 
@@ -210,11 +157,9 @@ TEST_F(ToVariant, DeepContainersAreCutAtAFixedDepth) {
 TEST_F(ToVariant, ContainersThatShareContainersEndInTime) {
   Watchdog watchdog;
   for (const char* make :
-       {"lambda inner: [inner, inner]", "lambda inner: [inner] * 1000",
-        "lambda inner: (inner,) * 1000", "lambda inner: {1: inner, 2: inner}",
+       {"lambda inner: [inner, inner]", "lambda inner: (inner,) * 1000",
         "lambda inner: dict.fromkeys(range(1000), inner)", "lambda inner: Slow(inner, inner)",
-        "lambda inner: L(*[inner] * 1000)", "lambda inner: [inner] + loop * 100",
-        "lambda inner: ['\\x80', inner] * 100"}) {
+        "lambda inner: [inner] + loop * 100", "lambda inner: ['\\x80', inner] * 100"}) {
     watchdog.Doing(make);
     SCOPED_TRACE(make);
     const Result result = Convert("nest(300, " + zrString(make) + ")");
@@ -224,8 +169,7 @@ TEST_F(ToVariant, ContainersThatShareContainersEndInTime) {
   // Much sharing that is no attack crosses whole.
   const Result wide = Convert("[[['text'] * 1000] * 100] * 10");
   EXPECT_EQ(wide.error, "");
-  EXPECT_EQ(wide.value.GetStringList().size(), 10u);
-  EXPECT_EQ(wide.value.GetString().size(), 10u * (100 * (1000 * 6 + 2) + 2) - 2 + 2);
+  EXPECT_EQ(wide.value.GetString().size(), 10u * (100 * (1000 * 6 + 2) + 2));
 }
 
 // Script code that runs during the walk changes what is walked.
@@ -237,9 +181,6 @@ TEST_F(ToVariant, ContainersMayChangeUnderTheWalk) {
           "  def __iter__(self): self.act(); return iter(['hook'])\n"
           "  def __hash__(self): return 1\n"
           "  def __eq__(self, other): return self is other\n"
-          "class Last:\n"
-          "  def __init__(self, act): self.act = act\n"
-          "  def __del__(self): self.act()\n"
           "def fresh(): return ''.join(['fre', 'sh'])\n"
           "def walked(kind, act):\n"
           "  global c\n"
@@ -248,18 +189,14 @@ TEST_F(ToVariant, ContainersMayChangeUnderTheWalk) {
           "def listed(act): return [fresh(), Hook(act), fresh(), [fresh()], fresh()]\n"
           "def mapped(act): return {fresh(): Hook(act), Hook(act): fresh(), 3: [fresh()]}\n"
           "def sett(act): return {fresh(), Hook(act)} | set(map(str, range(9)))\n"
-          "def dying(act): return [Slow(*[Last(act)]), fresh(), fresh()]\n"
           "def clear(): c.clear()\n"
           "def grow():\n"
           "  if isinstance(c, list): c.append(Hook(grow))\n"
           "  elif isinstance(c, dict): c[len(c)] = Hook(grow)\n"
           "  else: c.add(Hook(grow))\n"
-          "def swap():\n"
-          "  clear()\n"
-          "  for i in range(100): grow()\n"
           "def fail(): clear(); raise KeyError"));
-  for (const char* kind : {"listed", "mapped", "sett", "dying"}) {
-    for (const char* act : {"clear", "grow", "swap", "fail"}) {
+  for (const char* kind : {"listed", "mapped", "sett"}) {
+    for (const char* act : {"clear", "grow", "fail"}) {
       const zrString expression = zrString("walked(") + kind + ", " + act + ")";
       watchdog.Doing(expression);
       SCOPED_TRACE(expression);

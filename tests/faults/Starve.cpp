@@ -35,8 +35,6 @@ class Standstill {
  public:
   Standstill() { ++standstill; }
   ~Standstill() { --standstill; }
-  Standstill(const Standstill&) = delete;
-  Standstill& operator=(const Standstill&) = delete;
 };
 
 // ---- the runtime's allocators, one for each domain ----
@@ -99,54 +97,32 @@ bool Starve::Failed() const { return plans[0].failed || plans[1].failed; }
 
 // ---- in front of the runtime's: where the count stands still ----
 
-namespace {
-
-// The function behind the one of this program.
-template <typename Function>
-Function* Behind(Function* /*mine*/, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-}  // namespace
-
-#define ZR_BEHIND(name)                             \
-  static auto* const behind = Behind(&name, #name); \
-  const zrtest::Standstill still
+#define ZR_STAND_STILL(type, name, parameters, arguments)                                   \
+  type name parameters {                                                                    \
+    static auto* const behind = reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name)); \
+    const zrtest::Standstill still;                                                         \
+    return behind arguments;                                                                \
+  }
 
 extern "C" {
 
-PyObject* PyRun_StringFlags(const char* text, int start, PyObject* globals, PyObject* locals,
-                            PyCompilerFlags* flags) {
-  ZR_BEHIND(PyRun_StringFlags);
-  return behind(text, start, globals, locals, flags);
-}
-
-PyObject* PyRun_FileExFlags(FILE* stream, const char* name, int start, PyObject* globals,
-                            PyObject* locals, int close, PyCompilerFlags* flags) {
-  ZR_BEHIND(PyRun_FileExFlags);
-  return behind(stream, name, start, globals, locals, close, flags);
-}
-
-PyObject* PyEval_EvalCode(PyObject* code, PyObject* globals, PyObject* locals) {
-  ZR_BEHIND(PyEval_EvalCode);
-  return behind(code, globals, locals);
-}
-
-PyObject* Py_CompileStringExFlags(const char* text, const char* name, int start,
-                                  PyCompilerFlags* flags, int optimize) {
-  ZR_BEHIND(Py_CompileStringExFlags);
-  return behind(text, name, start, flags, optimize);
-}
-
-void PyErr_Print() {
-  ZR_BEHIND(PyErr_Print);
-  behind();
-}
-
-void PyErr_Display(PyObject* type, PyObject* value, PyObject* traceback) {
-  ZR_BEHIND(PyErr_Display);
-  behind(type, value, traceback);
-}
+ZR_STAND_STILL(PyObject*, PyRun_StringFlags,
+               (const char* text, int start, PyObject* globals, PyObject* locals,
+                PyCompilerFlags* flags),
+               (text, start, globals, locals, flags))
+ZR_STAND_STILL(PyObject*, PyRun_FileExFlags,
+               (FILE * stream, const char* name, int start, PyObject* globals, PyObject* locals,
+                int close, PyCompilerFlags* flags),
+               (stream, name, start, globals, locals, close, flags))
+ZR_STAND_STILL(PyObject*, PyEval_EvalCode, (PyObject * code, PyObject* globals, PyObject* locals),
+               (code, globals, locals))
+ZR_STAND_STILL(PyObject*, Py_CompileStringExFlags,
+               (const char* text, const char* name, int start, PyCompilerFlags* flags,
+                int optimize),
+               (text, name, start, flags, optimize))
+ZR_STAND_STILL(void, PyErr_Print, (), ())
+ZR_STAND_STILL(void, PyErr_Display, (PyObject * type, PyObject* value, PyObject* traceback),
+               (type, value, traceback))
 
 }  // extern "C"
 
@@ -175,4 +151,3 @@ void* operator new(std::size_t size) {
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return New(size); }
 void operator delete(void* block) noexcept { Delete(block); }
 void operator delete(void* block, std::size_t) noexcept { Delete(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { Delete(block); }

@@ -24,9 +24,6 @@ struct Revealed {
 
 ZR_REVEAL(HomePath, homePath_, zrString);
 ZR_REVEAL(PythonPath, pythonPath_, zrString);
-ZR_REVEAL(UserPath, userPath_, zrString);
-ZR_REVEAL(Arguments, args_, zrStlVector<zrString>);
-ZR_REVEAL(MainThreadState, mainThreadState_, PyThreadState*);
 ZR_REVEAL(ConvertIn, ConvertVariantToPyObject, bool(PyObject*&, const zrVariant&));
 
 #undef ZR_REVEAL
