@@ -34,13 +34,14 @@ bool Starts(const zrString& home, const char* searchPath) {
                "/dev/null >/dev/null 2>&1");
 }
 
-// The build's library again: links to all that it holds, so that something can be missing; but for
-// site-packages, whose own files may need more of it.
+// The build's library again: links to all that it holds, so that something can be missing. The
+// files in site-packages may need more of it, so there is one path file alone.
 void MakeHome(const zrString& home) {
   const zrString target = home + kLibrary;
-  ASSERT_TRUE(Shell("mkdir -p '" + target + "' && cd '" + target + "' && ln -s " + kSource +
-                    "/* . && rm -rf site-packages encodings && mkdir encodings && ln -s " +
-                    kSource + "/encodings/* encodings"));
+  ASSERT_TRUE(
+      Shell("mkdir -p '" + target + "' && cd '" + target + "' && ln -s " + kSource +
+            "/* . && rm -rf site-packages encodings && mkdir encodings site-packages && ln -s " +
+            kSource + "/encodings/* encodings && touch site-packages/a.pth"));
 }
 
 class HomeCheck : public testing::Test {

@@ -33,6 +33,7 @@ constexpr const char* kNeededUnlessFrozen[] = {"encodings/latin_1",
                                                "_sitebuiltins",
                                                "_collections_abc"};
 constexpr const char* kNeededByOldest[] = {"_weakrefset", "sysconfig"};
+constexpr const char* kNeededByNewest[] = {"encodings/utf_8_sig"};
 
 // What modules are looked for in: directories, and the bytes of zip files, which hold the names of
 // their members as they are.
@@ -60,7 +61,8 @@ struct Libraries {
 
   bool CanStart() const {
     return HoldAll(kNeededByAll) && (kStartModulesAreFrozen || HoldAll(kNeededUnlessFrozen)) &&
-           (!kStartReadsSysconfig || HoldAll(kNeededByOldest));
+           (!kStartReadsSysconfig || HoldAll(kNeededByOldest)) &&
+           (!kStartReadsPathFilesBySignature || HoldAll(kNeededByNewest));
   }
 };
 

@@ -38,6 +38,8 @@ constexpr bool kStartModulesAreFrozen = false;
 #endif
 // Up to 3.6 a start reads more of them.
 constexpr bool kStartReadsSysconfig = PY_VERSION_HEX < 0x03070000;
+// Since 3.13 a start reads the path files of site-packages, where there are any, by one more codec.
+constexpr bool kStartReadsPathFilesBySignature = PY_VERSION_HEX >= 0x030D0000;
 
 // The numbers with which this release's library marks its compiled files, and from 3.8 on nothing:
 // before, the runtime does not fail on the library of another release, it ends the process.
