@@ -40,19 +40,25 @@ void KeepThreadState();
 class ZR_THREAD_ATTRIBUTE(scoped_lockable) GilGuard {
  public:
   GilGuard() ZR_THREAD_ATTRIBUTE(acquire_capability(theGil)) {
-    if (PyGILState_GetThisThreadState() == nullptr) KeepThreadState();
+    PyThreadState* const own = PyGILState_GetThisThreadState();
+    nested_ = own != nullptr && own == CurrentThreadState();
+    if (nested_) return;
+    if (own == nullptr) KeepThreadState();
     state_ = PyGILState_Ensure();
   }
-  ~GilGuard() ZR_THREAD_ATTRIBUTE(release_capability()) { PyGILState_Release(state_); }
+  ~GilGuard() ZR_THREAD_ATTRIBUTE(release_capability()) {
+    if (!nested_) PyGILState_Release(state_);
+  }
   GilGuard(const GilGuard&) = delete;
   GilGuard& operator=(const GilGuard&) = delete;
 
   // True when the thread held the lock before: the entry comes from inside another one, or from a
   // host that took the lock itself.
-  bool nested() const { return state_ == PyGILState_LOCKED; }
+  bool nested() const { return nested_; }
 
  private:
-  PyGILState_STATE state_;
+  bool nested_ = false;
+  PyGILState_STATE state_ = PyGILState_LOCKED;
 };
 
 // Gives the lock up for its life and takes it back at its end, also when an exception passes.

@@ -58,9 +58,19 @@ zrString ProgramPath(const zrString& home) {
 bool zrInterpPython::Init() {
   if (initialized_) return true;  // every evaluation's way; the start has turned the slashes
   start();
+  if (!initialized_) settlePaths();
+  return initialized_;
+}
+
+void zrInterpPython::settlePaths() {
   zrpy::ToBackslashes(homePath_);
   zrpy::ToBackslashes(pythonPath_);
-  return initialized_;
+  paths_ = NewPathsNumber();
+}
+
+std::uint64_t zrInterpPython::NewPathsNumber() {
+  static std::atomic<std::uint64_t> newest{0};
+  return ++newest;
 }
 
 bool zrInterpPython::Close() {
@@ -102,8 +112,7 @@ void zrInterpPython::start() {
   zrpy::EnableThreads();  // others may come for the lock as soon as the start shows
   zrpy::RuntimeLife::Begin();
   // From here on other threads take Init's short path, which must find nothing to change.
-  zrpy::ToBackslashes(homePath_);
-  zrpy::ToBackslashes(pythonPath_);
+  settlePaths();
   initialized_ = true;  // the evaluation below calls Init again
   try {
     extendSearchPath();

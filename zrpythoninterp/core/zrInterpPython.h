@@ -256,6 +256,8 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
 
   void start();
   void stop();
+  void settlePaths();
+  static std::uint64_t NewPathsNumber();
 
   // ---- core/ScriptEnvironment.cpp: what a start prepares for scripts ----
 
@@ -280,15 +282,20 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
 
   bool RunFile(const zrString& file, PyObject* globals, PyObject* locals);
 
+  // ---- trace/TraceHook.cpp: one event of the runtime ----
+
+  void sendEvent(PyObject* frame, zrString& event);  // takes the event's text over
+
   // Ascending by address. Not owned.
   zrStlMap<Observer*, Handler> observers_;
   AlertFn alertFn_ = nullptr;
   ExitFn exitFn_ = nullptr;
   PyThreadState* mainThreadState_ = nullptr;  // the runtime's
   zrStlVector<zrString> args_;
-  zrString homePath_;    // backslashes after the first Init
-  zrString userPath_;    // as given
-  zrString pythonPath_;  // set by each start; backslashes after Init
+  zrString homePath_;                       // backslashes after the first Init
+  zrString userPath_;                       // as given
+  zrString pythonPath_;                     // set by each start; backslashes after Init
+  std::uint64_t paths_ = NewPathsNumber();  // another one whenever homePath_ or pythonPath_ changed
 
   // The error that was reported last, read from any thread.
   mutable std::mutex lastErrorMutex_;
@@ -303,6 +310,11 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   std::mutex observersMutex_;
   std::condition_variable walkMoved_;
   std::atomic<std::uint64_t> observersRevision_{0};
-  std::shared_ptr<const zrStlVector<ObserverEntry>> observerList_;
+  // observers_ as walks read it, the newest last; an older one for as long as a walk stands on it.
+  struct ObserverList {
+    std::uint64_t revision;
+    zrStlVector<ObserverEntry> entries;
+  };
+  zrStlVector<std::unique_ptr<const ObserverList>> observerLists_;
   zrpy::ObserverWalk* walks_ = nullptr;
 };

@@ -6,6 +6,7 @@
 #include <sys/types.h>
 #include <zrpythoninterp/host/Platform.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <clocale>
 #include <cstdint>
@@ -19,6 +20,10 @@
 #else
 #include <dlfcn.h>
 #include <unistd.h>
+#ifdef __APPLE__
+#include <crt_externs.h>
+#define environ (*_NSGetEnviron())
+#endif
 #endif
 
 namespace zrpy {
@@ -96,6 +101,16 @@ bool PathExists(const zrString& path) {
 
 const char* GetEnvironment(const char* name) { return std::getenv(name); }
 
+void EnvironmentWatch::Read() {
+  const char* const value = GetEnvironment(name_);
+  isSet_ = value != nullptr;
+  value_ = value ? value : "";
+#ifndef _WIN32
+  text_ = value;
+  noteEntries();
+#endif
+}
+
 #ifdef _WIN32
 
 const char* PlatformDirectoryName() { return "win64"; }
@@ -123,6 +138,11 @@ std::size_t RootLength(const zrString& path) {
 }
 
 void SetEnvironment(const char* name, const zrString& value) { _putenv_s(name, value.c_str()); }
+
+bool EnvironmentWatch::IsUnchanged() {
+  const char* const value = GetEnvironment(name_);
+  return value ? isSet_ && value_ == value : !isSet_;
+}
 
 bool IsDirectory(std::FILE* stream) {
   FileStatus status;
@@ -200,6 +220,34 @@ zrString FromRoot(const zrString& path) {
 std::size_t RootLength(const zrString& path) { return path.compare(0, 1, "/") == 0 ? 1 : 0; }
 
 void SetEnvironment(const char* name, const zrString& value) { setenv(name, value.c_str(), 1); }
+
+void EnvironmentWatch::noteEntries() {
+  entries_.clear();
+  if (environ == nullptr) return;
+  for (char** entry = environ; *entry != nullptr; ++entry) entries_.push_back(*entry);
+  entries_.push_back(nullptr);
+}
+
+// The walk ends at the first difference, so it never leaves an environment that became shorter. A
+// text that its owner changed in its place is seen, too.
+bool EnvironmentWatch::IsUnchanged() {
+  const char* const* const noted = entries_.data();
+  char** const environment = environ;
+  const std::size_t count = environ == nullptr ? 0 : entries_.size();
+  std::size_t same = 0;
+  while (same + 4 <= count && environment[same] == noted[same] &&
+         environment[same + 1] == noted[same + 1] && environment[same + 2] == noted[same + 2] &&
+         environment[same + 3] == noted[same + 3]) {
+    same += 4;
+  }
+  while (same < count && environment[same] == noted[same]) ++same;
+  if (same == count && count != 0) return !isSet_ || value_ == text_;
+  const char* const value = GetEnvironment(name_);
+  if (value ? !isSet_ || value_ != value : isSet_) return false;
+  text_ = value;
+  noteEntries();
+  return true;
+}
 
 bool IsDirectory(std::FILE* stream) {
   FileStatus status;

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <vector>
 
 namespace zrpy {
 
@@ -43,6 +44,29 @@ std::size_t RootLength(const zrString& path);
 // GetEnvironment gives is null when unset and good until the variable changes.
 void SetEnvironment(const char* name, const zrString& value);
 const char* GetEnvironment(const char* name);
+
+// A variable of the environment as it was last read, and whether that still holds. The look for the
+// name goes over the whole environment text by text; where nothing in the environment was replaced
+// since, this is found out by the addresses alone.
+class EnvironmentWatch {
+ public:
+  explicit EnvironmentWatch(const char* name) : name_(name) {}
+
+  void Read();
+  bool IsUnchanged();
+
+  const zrString* value() const { return isSet_ ? &value_ : nullptr; }
+
+ private:
+  const char* name_;
+  bool isSet_ = false;
+  zrString value_;
+#ifndef _WIN32
+  void noteEntries();
+  const char* text_ = nullptr;        // the value where the environment has it
+  std::vector<const char*> entries_;  // of the whole environment, with the null at its end
+#endif
+};
 
 // Of files. A path that cannot be looked up, or that has a zero byte in it, answers false.
 bool PathExists(const zrString& path);

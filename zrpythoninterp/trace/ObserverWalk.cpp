@@ -12,17 +12,18 @@ thread_local int walksOnThisThread = 0;
 
 }  // namespace
 
-ObserverWalk::ObserverWalk(zrInterpPython& interp) : interp_(interp) {
+ObserverWalk::ObserverWalk(zrInterpPython& interp)
+    : interp_(interp), walksOnThisThread_(walksOnThisThread) {
   const std::lock_guard<std::mutex> lock(interp_.observersMutex_);
   takeList();
   previous_ = interp_.walks_;
   if (previous_) previous_->next_ = this;
   interp_.walks_ = this;
-  ++walksOnThisThread;
+  ++walksOnThisThread_;
 }
 
 ObserverWalk::~ObserverWalk() {
-  --walksOnThisThread;
+  --walksOnThisThread_;
   {
     const std::lock_guard<std::mutex> lock(interp_.observersMutex_);
     (next_ ? next_->previous_ : interp_.walks_) = previous_;
@@ -32,22 +33,33 @@ ObserverWalk::~ObserverWalk() {
 }
 
 void ObserverWalk::takeList() {
-  if (!interp_.observerList_) {
-    auto list = std::make_shared<zrStlVector<zrInterpPython::ObserverEntry>>();
-    list->reserve(interp_.observers_.size());
-    for (const auto& [observer, handler] : interp_.observers_) list->push_back({observer, handler});
-    interp_.observerList_ = std::move(list);
+  auto& lists = interp_.observerLists_;
+  const std::uint64_t revision = interp_.observersRevision_;
+  if (lists.empty() || lists.back()->revision != revision) {
+    auto list = std::make_unique<zrInterpPython::ObserverList>();
+    list->revision = revision;
+    list->entries.reserve(interp_.observers_.size());
+    for (const auto& [observer, handler] : interp_.observers_) {
+      list->entries.push_back({observer, handler});
+    }
+    const auto isUnused = [this](const auto& old) {
+      for (const ObserverWalk* walk = interp_.walks_; walk; walk = walk->previous_) {
+        if (walk->list_ == old.get()) return false;
+      }
+      return true;
+    };
+    lists.erase(std::remove_if(lists.begin(), lists.end(), isUnused), lists.end());
+    lists.push_back(std::move(list));
   }
-  list_ = interp_.observerList_;
-  revision_ = interp_.observersRevision_.load();
+  list_ = lists.back().get();
 }
 
 void ObserverWalk::Run(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
-  for (size_t i = 0; i < list_->size();) {
-    const zrInterpPython::ObserverEntry entry = (*list_)[i];
+  for (size_t i = 0; i < list_->entries.size();) {
+    const zrInterpPython::ObserverEntry entry = list_->entries[i];
     (entry.observer->*entry.handler)(event);
     if (!interp_.tracing_) return;
-    if (interp_.observersRevision_.load(std::memory_order_acquire) == revision_) {
+    if (interp_.observersRevision_.load(std::memory_order_acquire) == list_->revision) {
       ++i;
       continue;
     }
@@ -59,8 +71,9 @@ void ObserverWalk::Run(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
     const auto behind = [](auto* observer, const zrInterpPython::ObserverEntry& other) {
       return std::less<>()(observer, other.observer);
     };
-    const auto next = std::upper_bound(list_->begin(), list_->end(), entry.observer, behind);
-    i = static_cast<size_t>(next - list_->begin());
+    const auto& entries = list_->entries;
+    const auto next = std::upper_bound(entries.begin(), entries.end(), entry.observer, behind);
+    i = static_cast<size_t>(next - entries.begin());
   }
 }
 
@@ -68,7 +81,7 @@ bool ObserverWalk::OnThisThread() { return walksOnThisThread != 0; }
 
 bool ObserverWalk::AllHaveReached(const zrInterpPython& interp, std::uint64_t revision) {
   for (const ObserverWalk* walk = interp.walks_; walk; walk = walk->previous_) {
-    if (walk->revision_ < revision) return false;
+    if (walk->list_->revision < revision) return false;
   }
   return true;
 }

@@ -32,8 +32,8 @@ class ObserverWalk {
   void takeList();  // mutex held
 
   zrInterpPython& interp_;
-  std::shared_ptr<const zrStlVector<zrInterpPython::ObserverEntry>> list_;
-  std::uint64_t revision_ = 0;
+  const zrInterpPython::ObserverList* list_ = nullptr;
+  int& walksOnThisThread_;
   ObserverWalk* previous_ = nullptr;  // the interpreter's running walks
   ObserverWalk* next_ = nullptr;
 };

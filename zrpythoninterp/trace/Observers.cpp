@@ -8,7 +8,6 @@
 void zrInterpPython::AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
   const std::lock_guard<std::mutex> lock(observersMutex_);
   if (!observers_.emplace(&observer, &Observer::Notify).second) return;
-  observerList_.reset();
   ++observersRevision_;
 }
 
@@ -19,7 +18,6 @@ void zrInterpPython::RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
   {
     const std::lock_guard<std::mutex> lock(observersMutex_);
     if (observers_.erase(&observer) != 0) {
-      observerList_.reset();
       ++observersRevision_;
     }
     revision = observersRevision_;

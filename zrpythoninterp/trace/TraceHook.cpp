@@ -7,14 +7,21 @@
 #include <zrpythoninterp/trace/TracedFiles.h>
 #include <zrpythoninterp/trace/zrInterpTraceInfoPython.h>
 
-#include <memory>
+#include <cstring>
+#include <utility>
 
 namespace {
 
 using zrpy::PyRef;
 
+// As a comparison of strings, with a length that the compiler knows.
+template <size_t kSize>
+bool Is(const zrString& text, const char (&literal)[kSize]) {
+  return text.size() == kSize - 1 && std::memcmp(text.c_str(), literal, kSize - 1) == 0;
+}
+
 bool IsTracedEvent(const zrString& event) {
-  return event == "line" || event == "call" || event == "return";
+  return Is(event, "line") || Is(event, "call") || Is(event, "return");
 }
 
 // Whatever was pending when the event came is pending behind it, and nothing else, whichever way
@@ -22,7 +29,9 @@ bool IsTracedEvent(const zrString& event) {
 class KeepPending {
  public:
   KeepPending() { before_.Park(); }
-  ~KeepPending() { PyErr_Clear(); }
+  ~KeepPending() {
+    if (PyErr_Occurred() != nullptr) PyErr_Clear();
+  }
   KeepPending(const KeepPending&) = delete;
   KeepPending& operator=(const KeepPending&) = delete;
 
@@ -30,37 +39,44 @@ class KeepPending {
   zrpy::ErrorStash before_;
 };
 
-// Lock held. The file of the frame's code, or null when it is not traced.
-std::shared_ptr<const zrString> FileOf(PyFrameObject* frame, const zrString& homePath,
-                                       const zrString& pythonPath) ZR_REQUIRES_GIL {
-  PyCodeObject* const code = zrpy::NewFrameCode(frame);
-  const PyRef kept = PyRef::Steal(reinterpret_cast<PyObject*>(code));
-  return kept ? zrpy::TracedFile(code->co_filename, homePath, pythonPath) : nullptr;
-}
-
 }  // namespace
 
-int zrInterpPython::s_TraceHook(PyObject* frame, zrString event, PyObject* arg) {
-  static const zrString name("python");
-  const auto found = interpMap_.find(name);
-  if (found == interpMap_.end() || !found->second) return 0;
-  return static_cast<zrInterpPython*>(found->second)->TraceHook(frame, std::move(event), arg);
+int zrInterpPython::s_TraceHook(PyObject* frame, zrString event, PyObject* /*arg*/) {
+  // A look at each of the few entries is quicker than a search by order.
+  for (const auto& [name, interp] : interpMap_) {
+    if (!Is(name, "python")) continue;
+    if (interp) static_cast<zrInterpPython*>(interp)->sendEvent(frame, event);
+    break;
+  }
+  return 0;
 }
 
-// The event comes by value at the framework's wish.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
 int zrInterpPython::TraceHook(PyObject* frame, zrString event, PyObject* /*arg*/) {
-  const zrpy::GilGuard gil;
-  if (!frame) return 0;
-  const KeepPending pending;
-  auto* const running = reinterpret_cast<PyFrameObject*>(frame);
-  const std::shared_ptr<const zrString> file = FileOf(running, homePath_, pythonPath_);
-  if (!file || !IsTracedEvent(event)) return 0;
+  sendEvent(frame, event);
+  return 0;
+}
 
+void zrInterpPython::sendEvent(PyObject* frame, zrString& event) {
+  const zrpy::GilGuard gil;
+  if (!frame) return;
+  auto* const running = reinterpret_cast<PyFrameObject*>(frame);
+  PyCodeObject* const code = zrpy::NewFrameCode(running);
+  const PyRef kept = PyRef::Steal(reinterpret_cast<PyObject*>(code));
+  if (!kept) return;
+  const zrString* const file = zrpy::TracedFile(code->co_filename, paths_, homePath_, pythonPath_);
+  if (!file || !IsTracedEvent(event)) return;
+
+  const KeepPending pending;
   const int line = PyFrame_GetLineNumber(running);
   const int depth = zrpy::FrameDepth(running);
+  // The memory of the last record's path, for the next one's. Guarded by the runtime's lock.
+  static zrString& spare = *new zrString;
+  spare = *file;
+  struct Record : zrInterpTraceInfoPython {
+    using zrInterpTraceInfoPython::zrInterpTraceInfoPython;
+    ~Record() override { spare = std::move(file_); }
+  };
+  Record record(this, frame, std::move(event), depth, std::move(spare), line);
   const zrpy::GilRelease released;
-  zrInterpTraceInfoPython record(this, frame, event.c_str(), depth, file->c_str(), line);
   NotifyObservers({this, &record});
-  return 0;
 }

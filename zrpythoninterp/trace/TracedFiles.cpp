@@ -2,6 +2,7 @@
 // tests/trace/TraceHook_test.cpp.
 #include <zrpythoninterp/core/GilGuard.h>
 // GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/ErrorStash.h>
 #include <zrpythoninterp/core/RuntimeLife.h>
 #include <zrpythoninterp/host/Platform.h>
 #include <zrpythoninterp/trace/TracedFiles.h>
@@ -17,23 +18,27 @@ namespace {
 constexpr size_t kMaxFiles = 4096;
 
 struct Answer {
-  TraceVerdict verdict;
-  bool inUserBase;
-  std::shared_ptr<const zrString> file;  // forward slashes
+  TraceVerdict verdict = TraceVerdict::kDropped;
+  bool inUserBase = false;
+  zrString file;  // forward slashes
 };
 
 struct Store {
   std::uint64_t life = 0;
-  zrString homePath;
-  zrString pythonPath;
-  bool hasUserBase = false;
-  zrString userBase;  // as the environment has it
+  std::uint64_t paths = 0;
+  EnvironmentWatch userBase{"PYTHONUSERBASE"};
   // The references keep the addresses, which are the keys, from being used again.
   std::unordered_map<PyObject*, std::pair<PyRef, Answer>> answers;
+  // Of the last event: the next one is most often of the same file.
+  PyObject* lastName = nullptr;
+  const Answer* lastAnswer = nullptr;
+  // For a name that is not kept.
+  Answer passing;
 
   void Clear() {
-    auto old =
-        std::exchange(answers, {});  // dropping a text runs no code, but nothing relies on it
+    lastName = nullptr;
+    // Dropping a text runs no code, but nothing relies on it.
+    auto old = std::exchange(answers, {});
   }
 };
 
@@ -47,30 +52,19 @@ void DropAtStop() {
 }
 
 // Starts the store anew when something changed that its answers depend on.
-void BringUpToDate(const zrString& homePath, const zrString& pythonPath) {
+void BringUpToDate(std::uint64_t paths) {
   const std::uint64_t life = RuntimeLife::Current();
-  if (store.life == life && store.homePath == homePath && store.pythonPath == pythonPath) return;
+  if (store.life == life && store.paths == paths) return;
   store.Clear();
-  store.homePath = homePath;
-  store.pythonPath = pythonPath;
+  store.paths = paths;
   if (store.life != life && life != 0) RuntimeLife::CallAtStop(&DropAtStop);
   store.life = life;
 }
 
-// The variable can change at any time, and is read for each answer that depends on it.
-bool UserBaseIsUnchanged() {
-  const char* const value = GetEnvironment("PYTHONUSERBASE");
-  return value ? store.hasUserBase && store.userBase == value : !store.hasUserBase;
-}
-
-void ReadUserBase() {
-  const char* const value = GetEnvironment("PYTHONUSERBASE");
-  store.hasUserBase = value != nullptr;
-  store.userBase = value ? value : "";
-}
-
 // UTF-8, up to the first NUL; empty for a name that has no such form.
 zrString FileText(PyObject* fileName) {
+  ErrorStash pending;
+  pending.Park();
   zrString file;
   if (const PyRef text = PyRef::Steal(PyObject_Str(fileName))) {
     if (const PyRef bytes = PyRef::Steal(PyUnicode_AsUTF8String(text.get()))) {
@@ -84,41 +78,54 @@ zrString FileText(PyObject* fileName) {
 Answer Judge(PyObject* fileName, const zrString& homePath, const zrString& pythonPath) {
   zrString file = FileText(fileName);
   ToBackslashes(file);
-  Answer answer{JudgeFile(file, homePath, pythonPath), false, nullptr};
+  Answer answer;
+  answer.verdict = JudgeFile(file, homePath, pythonPath);
   if (answer.verdict == TraceVerdict::kDropped) return answer;
-  if (answer.verdict == TraceVerdict::kTracedUnlessInUserBase && store.hasUserBase) {
-    zrString userBase = store.userBase;
+  if (answer.verdict == TraceVerdict::kTracedUnlessInUserBase && store.userBase.value()) {
+    zrString userBase = *store.userBase.value();
     if (kSeparator == '/') ToBackslashes(userBase);  // the form in which everything is compared
     answer.inUserBase = file.find(userBase) != zrString::npos;
   }
   ToForwardSlashes(file);
-  answer.file = std::make_shared<const zrString>(std::move(file));
+  answer.file = std::move(file);
   return answer;
 }
 
-std::shared_ptr<const zrString> Result(const Answer& answer) {
-  return answer.inUserBase ? nullptr : answer.file;
+// The kept answer, or null.
+const Answer* Find(PyObject* fileName) {
+  if (store.lastName == fileName) return store.lastAnswer;
+  const auto found = store.answers.find(fileName);
+  if (found == store.answers.end()) return nullptr;
+  store.lastName = fileName;
+  store.lastAnswer = &found->second.second;
+  return store.lastAnswer;
+}
+
+const zrString* Result(const Answer& answer) {
+  return answer.verdict == TraceVerdict::kDropped || answer.inUserBase ? nullptr : &answer.file;
 }
 
 }  // namespace
 
-std::shared_ptr<const zrString> TracedFile(PyObject* fileName, const zrString& homePath,
-                                           const zrString& pythonPath) {
-  BringUpToDate(homePath, pythonPath);
-  const auto found = store.answers.find(fileName);
-  if (found != store.answers.end()) {
-    const Answer& answer = found->second.second;
-    if (answer.verdict != TraceVerdict::kTracedUnlessInUserBase || UserBaseIsUnchanged()) {
-      return Result(answer);
+const zrString* TracedFile(PyObject* fileName, std::uint64_t paths, const zrString& homePath,
+                           const zrString& pythonPath) {
+  BringUpToDate(paths);
+  if (const Answer* const answer = Find(fileName)) {
+    // The variable can change at any time.
+    if (answer->verdict != TraceVerdict::kTracedUnlessInUserBase || store.userBase.IsUnchanged()) {
+      return Result(*answer);
     }
   }
-  if (!UserBaseIsUnchanged()) {
+  if (!store.userBase.IsUnchanged()) {
     store.Clear();
-    ReadUserBase();
+    store.userBase.Read();
   }
   Answer answer = Judge(fileName, homePath, pythonPath);
   // A text of a class of its own can read differently each time; during a stop nothing new is kept.
-  if (!PyUnicode_CheckExact(fileName) || store.life == 0) return Result(answer);
+  if (!PyUnicode_CheckExact(fileName) || store.life == 0) {
+    store.passing = std::move(answer);
+    return Result(store.passing);
+  }
   if (store.answers.size() >= kMaxFiles) store.Clear();
   const auto kept =
       store.answers.emplace(fileName, std::make_pair(PyRef::Borrow(fileName), std::move(answer)));

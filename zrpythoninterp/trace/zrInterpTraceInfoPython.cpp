@@ -13,6 +13,16 @@ zrInterpTraceInfoPython::zrInterpTraceInfoPython(zrInterp* interp, PyObject* fra
       depth_(depth),
       frame_(frame) {}
 
+zrInterpTraceInfoPython::zrInterpTraceInfoPython(zrInterp* interp, PyObject* frame,
+                                                 zrString&& event, int depth, zrString&& file,
+                                                 int line)
+    : zrInterpTraceInfo(interp),
+      event_(std::move(event)),
+      file_(std::move(file)),
+      line_(line),
+      depth_(depth),
+      frame_(frame) {}
+
 zrInterpTraceInfoPython::zrInterpTraceInfoPython(const zrInterpTraceInfoPython& other) = default;
 
 // The base has no move. A moved string need not be empty by itself.

@@ -41,6 +41,10 @@ class ZR_EXPORT zrInterpTraceInfoPython : public zrInterpTraceInfo {
   PyObject* GetFrame();
 
  private:
+  friend class zrInterpPython;
+  zrInterpTraceInfoPython(zrInterp* interp, PyObject* frame, zrString&& event, int depth,
+                          zrString&& file, int line);
+
   zrString event_;
   zrString file_;
   int line_;
