@@ -3,7 +3,6 @@
 #include <zrpythoninterp/core/GilGuard.h>
 // GilGuard.h brings Python.h, which comes first.
 #include <zrpythoninterp/convert/FromVariant.h>
-#include <zrpythoninterp/convert/LongText.h>
 #include <zrpythoninterp/host/zrStlVector.h>
 #include <zrpythoninterp/host/zrVariantAccess.h>
 
@@ -22,17 +21,31 @@ std::uint32_t Tag(const zrVariant& value) {
   return tag;
 }
 
-// Up to the first NUL. Null with an error pending when the text is no UTF-8.
-PyRef FromText(const zrString& text) ZR_REQUIRES_GIL {
-  if (text.size() >= kLongText) {
-    if (PyRef object = FromLongAscii(text)) return object;
+// True when one of the bytes is zero. Most texts are short: those are looked at here, a word at a
+// time, where a call would take longer.
+bool HasNul(const char* bytes, size_t size) {
+  constexpr std::uint64_t kLow = 0x7F7F7F7F7F7F7F7Fu;
+  std::uint64_t word = 0;
+  if (size > 32 || size < sizeof word) return std::memchr(bytes, 0, size) != nullptr;
+  const auto wordHasNul = [&word, bytes](size_t at) {
+    std::memcpy(&word, bytes + at, sizeof word);
+    return ~(((word & kLow) + kLow) | word | kLow) != 0;
+  };
+  for (size_t at = 0; at + sizeof word < size; at += sizeof word) {
+    if (wordHasNul(at)) return true;
   }
-  return PyRef::Steal(PyUnicode_FromString(text.c_str()));
+  return wordHasNul(size - sizeof word);
+}
+
+// Null with an error pending when the text is no UTF-8.
+PyRef FromWholeText(const zrString& text) ZR_REQUIRES_GIL {
+  return PyRef::Steal(
+      PyUnicode_FromStringAndSize(text.c_str(), static_cast<Py_ssize_t>(text.size())));
 }
 
 PyRef FromString(const zrVariant& value) {
   zrString scratch;
-  return FromText(zrVariantAccess::String(value, scratch));
+  return FromWholeText(zrVariantAccess::String(value, scratch));
 }
 
 PyRef FromStringList(const zrVariant& value) {
@@ -56,6 +69,11 @@ PyRef FromPointer(const void* pointer) {
 }
 
 }  // namespace
+
+PyRef FromText(const zrString& text) {
+  if (!HasNul(text.c_str(), text.size())) return FromWholeText(text);
+  return PyRef::Steal(PyUnicode_FromString(text.c_str()));
+}
 
 PyRef FromVariant(const zrVariant& value) {
   switch (Tag(value)) {

@@ -12,4 +12,7 @@ namespace zrpy {
 // the text of its digits. Runs no script code.
 PyRef FromVariant(const zrVariant& value) ZR_REQUIRES_GIL;
 
+// The text up to its first NUL, or null with an error pending when it is no UTF-8.
+PyRef FromText(const zrString& text) ZR_REQUIRES_GIL;
+
 }  // namespace zrpy

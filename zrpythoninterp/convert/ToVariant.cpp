@@ -83,8 +83,23 @@ void SetText(zrVariant& out, const char* characters, Py_ssize_t size) {
   }
 }
 
+// A number of one of the runtime's own types, which leaves no error pending. False for all else,
+// and for a number that has to be looked at twice.
+bool AppendNumber(zrString& text, PyObject* object) {
+  if (PyLong_CheckExact(object)) {
+    const long number = PyLong_AsLong(object);
+    if (number == -1) return false;
+    zrVariantAccess::AppendLong64(text, number);
+    return true;
+  }
+  if (!PyFloat_CheckExact(object)) return false;
+  zrVariantAccess::AppendDouble(text, PyFloat_AS_DOUBLE(object));
+  return true;
+}
+
 // One side of a dictionary's entry; one that has no form reads like an empty value.
 void AppendSide(zrString& text, PyObject* object, const Level& level, Walk& walk) {
+  if (AppendNumber(text, object)) return;
   if (!AppendTo(text, object, &level, walk)) text += zrVariant().GetString();
 }
 
@@ -111,6 +126,7 @@ bool CollectEntries(zrStlVector<zrString>& entries, const Level& level, Walk& wa
         return true;
       }
       entries.emplace_back();
+      if (AppendNumber(entries.back(), element)) return true;
       const bool written = AppendTo(entries.back(), element, &level, walk);
       if (!written) entries.pop_back();
       errors.Park();
@@ -152,6 +168,7 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
       const size_t mark = text.size();
       const bool wasFirst = first;
       begin();
+      if (AppendNumber(text, element)) return true;
       if (!AppendTo(text, element, &level, walk)) {
         text.resize(mark);
         first = wasFirst;

@@ -303,17 +303,13 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   zrPythonError lastError_;
 
   // What walks of the observers need beside observers_: see trace/ObserverWalk.h.
-  struct ObserverEntry {
-    Observer* observer;
-    Handler handler;
-  };
   std::mutex observersMutex_;
   std::condition_variable walkMoved_;
   std::atomic<std::uint64_t> observersRevision_{0};
   // observers_ as walks read it, the newest last; an older one for as long as a walk stands on it.
   struct ObserverList {
     std::uint64_t revision;
-    zrStlVector<ObserverEntry> entries;
+    zrStlVector<Observer*> observers;
   };
   zrStlVector<std::unique_ptr<const ObserverList>> observerLists_;
   zrpy::ObserverWalk* walks_ = nullptr;

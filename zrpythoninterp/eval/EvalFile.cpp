@@ -9,7 +9,6 @@
 #include <zrpythoninterp/eval/Entry.h>
 #include <zrpythoninterp/eval/Namespaces.h>
 
-#include <iterator>
 #include <utility>
 
 namespace {
@@ -19,12 +18,15 @@ using zrpy::ErrorStash;
 using zrpy::PyRef;
 using VariableMap = zrStlMap<zrString, zrVariant>;
 
-// Lock held. Names whose value has no Python form are left out. May leave an error pending.
+// Lock held. Names whose value has no Python form are left out. May leave an error pending. The
+// names are not made the runtime's one copy of their text: most are never looked up by the file,
+// and that would take longer than all the rest.
 void Fill(PyObject* dict, const VariableMap& variables) ZR_REQUIRES_GIL {
   ErrorStash errors;
   for (const auto& [name, value] : variables) {
     const PyRef object = zrpy::FromVariant(value);
-    if (!object || PyDict_SetItemString(dict, name.c_str(), object.get()) < 0) errors.Park();
+    const PyRef key = object ? zrpy::FromText(name) : PyRef();
+    if (!key || PyDict_SetItem(dict, key.get(), object.get()) < 0) errors.Park();
   }
 }
 
@@ -32,11 +34,12 @@ void Fill(PyObject* dict, const VariableMap& variables) ZR_REQUIRES_GIL {
 // runtime's own entry, which as a text would take all builtins from the next run. May leave an
 // error pending.
 void CopyBack(PyObject* dict, VariableMap& variables) ZR_REQUIRES_GIL {
+  static const zrString builtins("__builtins__");
   ErrorStash errors;
   PyObject* key = nullptr;
   PyObject* value = nullptr;
   Py_ssize_t position = 0;
-  auto hint = variables.begin();
+  auto next = variables.begin();
   // Script code that runs here may change the dictionary; what it adds is not visited.
   for (Py_ssize_t left = PyDict_Size(dict); left > 0 && PyDict_Next(dict, &position, &key, &value);
        --left) {
@@ -44,11 +47,16 @@ void CopyBack(PyObject* dict, VariableMap& variables) ZR_REQUIRES_GIL {
     const PyRef keptValue = PyRef::Borrow(value);
     zrString name;
     zrVariant variable;
-    const bool named = zrpy::AppendText(name, key) && name != "__builtins__";
+    const bool named = zrpy::AppendText(name, key) && name != builtins;
     errors.Park();  // a key's error must not reach the value's conversion
     if (named && zrpy::ToVariant(variable, value)) {
       // The dictionary's order is mostly the map's, so each entry goes in behind the one before.
-      hint = std::next(variables.insert_or_assign(hint, std::move(name), std::move(variable)));
+      if (next != variables.end() && next->first == name) {
+        next->second = std::move(variable);
+      } else {
+        next = variables.insert_or_assign(next, std::move(name), std::move(variable));
+      }
+      ++next;
     }
     errors.Park();
   }

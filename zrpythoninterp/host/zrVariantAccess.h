@@ -30,6 +30,7 @@ struct ZR_EXPORT zrVariantAccess {
   static void TakeString(zrVariant& value, zrString&& text);
   /// What value.GetString() gives: the string in place where value holds one, else scratch, which
   /// receives the text. **Owns**: good as long as value and scratch live and neither is changed.
+  /// **Form**: a string that value holds has no NUL in it.
   static const zrString& String(const zrVariant& value, zrString& scratch);
   /// What value.GetStringList() gives, in place or in scratch. **Owns**: as String.
   static const zrStlVector<zrString>& StringList(const zrVariant& value,

@@ -38,10 +38,8 @@ void ObserverWalk::takeList() {
   if (lists.empty() || lists.back()->revision != revision) {
     auto list = std::make_unique<zrInterpPython::ObserverList>();
     list->revision = revision;
-    list->entries.reserve(interp_.observers_.size());
-    for (const auto& [observer, handler] : interp_.observers_) {
-      list->entries.push_back({observer, handler});
-    }
+    list->observers.reserve(interp_.observers_.size());
+    for (const auto& entry : interp_.observers_) list->observers.push_back(entry.first);
     const auto isUnused = [this](const auto& old) {
       for (const ObserverWalk* walk = interp_.walks_; walk; walk = walk->previous_) {
         if (walk->list_ == old.get()) return false;
@@ -55,9 +53,9 @@ void ObserverWalk::takeList() {
 }
 
 void ObserverWalk::Run(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
-  for (size_t i = 0; i < list_->entries.size();) {
-    const zrInterpPython::ObserverEntry entry = list_->entries[i];
-    (entry.observer->*entry.handler)(event);
+  for (size_t i = 0; i < list_->observers.size();) {
+    zrInterpPython::Observer* const observer = list_->observers[i];
+    observer->Notify(event);
     if (!interp_.tracing_) return;
     if (interp_.observersRevision_.load(std::memory_order_acquire) == list_->revision) {
       ++i;
@@ -68,12 +66,9 @@ void ObserverWalk::Run(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
       takeList();
     }
     interp_.walkMoved_.notify_all();
-    const auto behind = [](auto* observer, const zrInterpPython::ObserverEntry& other) {
-      return std::less<>()(observer, other.observer);
-    };
-    const auto& entries = list_->entries;
-    const auto next = std::upper_bound(entries.begin(), entries.end(), entry.observer, behind);
-    i = static_cast<size_t>(next - entries.begin());
+    const auto& observers = list_->observers;
+    const auto next = std::upper_bound(observers.begin(), observers.end(), observer, std::less<>());
+    i = static_cast<size_t>(next - observers.begin());
   }
 }
 
