@@ -1,4 +1,4 @@
-// Single values in and out: Import and Export. Test: tests/eval/Exchange_test.cpp.
+// Single values in and out: Import and Export. Test: tests/eval/Contexts_test.cpp.
 #include <zrpythoninterp/core/GilGuard.h>
 // GilGuard.h brings Python.h, which comes first.
 #include <zrpythoninterp/convert/FromVariant.h>
