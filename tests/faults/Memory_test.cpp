@@ -74,7 +74,8 @@ const Operation kOperations[] = {
      [](OpenInterp& interp) { return interp.EvalFile("script.py", "anew"); }},
     {"FileInMaps", "",
      [](OpenInterp& interp) {
-       zrStlMap<zrString, zrVariant> globals{{"given", kLong.c_str()}};
+       zrStlMap<zrString, zrVariant> globals;
+       globals.emplace("given", kLong.c_str());
        zrStlMap<zrString, zrVariant> locals = globals;
        return interp.EvalFile("script.py", globals, &locals) &&
               locals["made"].GetString() == "[1, 2]";

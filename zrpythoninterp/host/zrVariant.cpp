@@ -44,7 +44,12 @@ zrVariant::zrVariant() : tag_(kEmpty) {}
 
 zrVariant::zrVariant(const char* text) : tag_(kText), value_(TextOrEmpty(text)) {}
 
-zrVariant::zrVariant(const zrVariant& other) = default;
+// Not by the copy of std::variant: where memory runs out in it, libstdc++ 12 destroys what it has
+// not made.
+zrVariant::zrVariant(const zrVariant& other) : zrVariant() {
+  std::visit([this](auto held) { value_.emplace<decltype(held)>(std::move(held)); }, other.value_);
+  tag_ = other.tag_;
+}
 
 zrVariant::zrVariant(zrVariant&& other) noexcept
     : tag_(other.tag_), value_(std::move(other.value_)) {
