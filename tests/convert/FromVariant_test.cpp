@@ -80,6 +80,20 @@ TEST_F(FromVariant, EachTagHasItsObject) {
   }
 }
 
+TEST_F(FromVariant, TextsOfAListEndAtTheirFirstNulWhereverItStands) {
+  zrStlVector<zrString> texts;
+  for (size_t size = 0; size <= 40; ++size) {
+    for (size_t at = 0; at <= size; ++at) {
+      texts.emplace_back(size, 'x');
+      if (at < size) texts.back()[at] = '\0';
+    }
+  }
+  zrVariant value;
+  value.SetStringList(texts);
+  ASSERT_TRUE(interp().Import("l", value));
+  EXPECT_EQ(Text("l == ['x' * at for size in range(41) for at in range(size + 1)]"), "true");
+}
+
 TEST_F(FromVariant, TheMemberWritesTheObjectOnEveryPath) {
   const GilGuard gil;
   PyObject* object = Py_None;  // borrowed, and not looked at
