@@ -43,12 +43,12 @@ PyRef FromWholeText(const zrString& text) ZR_REQUIRES_GIL {
       PyUnicode_FromStringAndSize(text.c_str(), static_cast<Py_ssize_t>(text.size())));
 }
 
-PyRef FromString(const zrVariant& value) {
+PyRef FromString(const zrVariant& value) ZR_REQUIRES_GIL {
   zrString scratch;
   return FromWholeText(zrVariantAccess::String(value, scratch));
 }
 
-PyRef FromStringList(const zrVariant& value) {
+PyRef FromStringList(const zrVariant& value) ZR_REQUIRES_GIL {
   zrStlVector<zrString> scratch;
   const zrStlVector<zrString>& texts = zrVariantAccess::StringList(value, scratch);
   PyRef list = PyRef::Steal(PyList_New(static_cast<Py_ssize_t>(texts.size())));
@@ -61,7 +61,7 @@ PyRef FromStringList(const zrVariant& value) {
   return list;
 }
 
-PyRef FromPointer(const void* pointer) {
+PyRef FromPointer(const void* pointer) ZR_REQUIRES_GIL {
   if (!pointer) return PyRef();
   std::stringstream digits;
   digits << pointer;
