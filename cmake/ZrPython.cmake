@@ -15,3 +15,7 @@ message(STATUS "CPython ${Python3_VERSION} with home ${ZR_PYTHON_HOME}")
 add_library(zr_python INTERFACE)
 target_include_directories(zr_python SYSTEM INTERFACE ${Python3_INCLUDE_DIRS})
 target_link_libraries(zr_python INTERFACE ${Python3_LIBRARIES} ${CMAKE_DL_LIBS})
+# A debug build's headers can be links to the release's, beside a pyconfig.h of their own: g++ would
+# follow the links and find the other one there.
+target_compile_options(zr_python INTERFACE
+  $<$<CXX_COMPILER_ID:GNU>:-fno-canonical-system-headers>)

@@ -30,8 +30,9 @@ namespace zrpy {
 constexpr int kRuntimeMajor = PY_MAJOR_VERSION;
 constexpr int kRuntimeMinor = PY_MINOR_VERSION;
 
-// From 3.11 on the modules that a start needs, all but the encodings, are frozen into the runtime.
-#if PY_VERSION_HEX >= 0x030B0000
+// From 3.11 on the modules that a start needs, all but the encodings, are frozen into the runtime;
+// a debug build does not use those.
+#if PY_VERSION_HEX >= 0x030B0000 && !defined(Py_DEBUG)
 constexpr bool kStartModulesAreFrozen = true;
 #else
 constexpr bool kStartModulesAreFrozen = false;
