@@ -117,6 +117,7 @@ void zrInterpPython::start() {
   try {
     extendSearchPath();
     setArguments();
+    startIsOver_ = true;
   } catch (...) {  // out of memory, or what the host's callback threw: no half start stays
     mainThreadState_ = PyEval_SaveThread();
     stop();
@@ -133,6 +134,7 @@ void zrInterpPython::stop() {
   // A thread that holds the lock would wait for itself.
   if (!initialized_ || stopping || zrpy::HoldsLock()) return;
 
+  startIsOver_ = false;
   zrpy::EndLife();
   const bool started = PyGILState_GetThisThreadState() == mainThreadState_;
   if (zrpy::kStopsOnTheStartsState && !started) zrpy::UnbindThreadState(mainThreadState_);

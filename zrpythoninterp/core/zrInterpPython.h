@@ -297,6 +297,8 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   zrString pythonPath_;                     // set by each start; backslashes after Init
   std::uint64_t paths_ = NewPathsNumber();  // another one whenever homePath_ or pythonPath_ changed
 
+  std::atomic<bool> startIsOver_{false};  // its own evaluations are not there to be interrupted
+
   // The error that was reported last, read from any thread.
   mutable std::mutex lastErrorMutex_;
   std::atomic<bool> hasLastError_{false};

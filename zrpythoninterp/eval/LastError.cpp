@@ -21,7 +21,7 @@ void zrInterpPython::setLastError(const zrPythonError* error) {
 }
 
 bool zrInterpPython::InterruptScript() {
-  if (!initialized_ || zrpy::RuntimeLife::Current() == 0) return false;
+  if (!startIsOver_ || zrpy::RuntimeLife::Current() == 0) return false;
   const zrpy::GilGuard gil;
   return zrpy::Entry::InterruptAll();
 }
