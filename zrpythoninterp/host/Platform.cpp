@@ -6,7 +6,6 @@
 #include <sys/types.h>
 #include <zrpythoninterp/host/Platform.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <clocale>
 #include <cstdint>
@@ -233,7 +232,7 @@ void EnvironmentWatch::noteEntries() {
 bool EnvironmentWatch::IsUnchanged() {
   const char* const* const noted = entries_.data();
   char** const environment = environ;
-  const std::size_t count = environ == nullptr ? 0 : entries_.size();
+  const std::size_t count = environment == nullptr ? 0 : entries_.size();
   std::size_t same = 0;
   while (same + 4 <= count && environment[same] == noted[same] &&
          environment[same + 1] == noted[same + 1] && environment[same + 2] == noted[same + 2] &&

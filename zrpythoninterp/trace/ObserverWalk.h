@@ -4,7 +4,6 @@
 #include <zrpythoninterp/core/zrInterpPython.h>
 
 #include <cstdint>
-#include <memory>
 
 namespace zrpy {
 
