@@ -17,10 +17,12 @@ int main(int count, char** arguments) {
     return 1;
   }
   zrbench::AddEval(host);
+  zrbench::AddTurns(host);
   zrbench::AddFiles(host);
   zrbench::AddOut(host);
   zrbench::AddIn(host);
   zrbench::AddMap(host);
+  zrbench::AddTalk(host);
   zrbench::AddThreads(host);
   zrbench::AddTrace(host);
   zrbench::AddTraceOthers();

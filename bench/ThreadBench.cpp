@@ -1,5 +1,6 @@
-// The same expression from threads that did not start the runtime, one and four at once. The clock
-// runs from the moment when all threads may go to the moment when the last one is done.
+// The same expression from threads that did not start the runtime, one and four at once; and two
+// scripts that compute, at once and in turn. The clock runs from the moment when all threads may go
+// to the moment when the last one is done.
 #include <bench/Others.h>
 // Others.h brings Python.h, which comes first.
 #include <bench/Bench.h>
@@ -68,6 +69,32 @@ void AddLibrary(zrInterpPython& interp) {
       return interp.EvalScript(text, zrString(), ok);
     };
   });
+}
+
+// Two scripts that only compute, in two contexts: on two threads, and one after the other. Without
+// the runtime's lock the first takes half of the second's time.
+void AddComputing(zrInterpPython& interp) {
+  static const zrString text =
+      "(sum(i * i for i in range(20000)), " + std::to_string(kNumberValue) + ")[1]";
+  const auto onTwo = [&interp] {
+    static std::atomic<int> contexts{0};
+    const zrString context = "computes " + std::to_string(++contexts);
+    return [&interp, context, ok = false]() mutable {
+      return interp.EvalScript(text, zrString(), ok, context);
+    };
+  };
+  const auto inTurn = [onTwo] {
+    return [first = onTwo(), second = onTwo()]() mutable {
+      first();
+      return second();
+    };
+  };
+  benchmark::RegisterBenchmark("compute.two/zr", [onTwo](benchmark::State& state) {
+    RunThreads(state, 2, onTwo);
+  })->UseManualTime();
+  benchmark::RegisterBenchmark("compute.two/in_turn", [inTurn](benchmark::State& state) {
+    RunThreads(state, 1, inTurn);
+  })->UseManualTime();
 }
 
 // A thread state that its thread keeps: the lock is all that an evaluation has to take.
@@ -149,6 +176,7 @@ void AddBoost() {
 
 void AddThreads(Host& host) {
   AddLibrary(host.interp());
+  AddComputing(host.interp());
   AddFloor();
 #ifdef ZR_BENCH_PYBIND11
   AddPybind11();

@@ -35,12 +35,41 @@ def bar(y, comparison, colour):
     yield text(beside[0], y + 8, f"{comparison['ratio']:.2f}", 9, beside[1], fill)
 
 
-def draw(rows):
+def draw_curve(points, top):
+    """The ratio to the floor over the number of texts, both on logarithmic scales."""
+    height, most = 180, 1e6
+
+    def right(count):
+        return LEFT + WIDTH * math.log(count) / math.log(most)
+
+    def down(ratio):
+        inside = min(max(ratio, LOW), HIGH)
+        return top + height * (1 - math.log(inside / LOW) / math.log(HIGH / LOW))
+
+    yield text(10, top + 14, "One of many small texts in turn,", 12)
+    yield text(10, top + 30, "to the floor, over how many there are", 12)
+    for tick in TICKS:
+        yield (f'<line x1="{LEFT}" y1="{down(tick):.1f}" x2="{LEFT + WIDTH}" '
+               f'y2="{down(tick):.1f}" stroke="{"#888" if tick == 1.0 else "#ddd"}"/>')
+        yield text(LEFT - 10, down(tick) + 4, f"{tick:g}", 11, "end")
+    line = " ".join(f"{right(count):.1f},{down(pair['ratio']):.1f}" for count, pair in points)
+    yield f'<polyline points="{line}" fill="none" stroke="{COLOURS["floor"]}" stroke-width="2"/>'
+    for count, pair in points:
+        colour = MISSED if pair["met"] is False else COLOURS["floor"]
+        yield (f'<circle cx="{right(count):.1f}" cy="{down(pair["ratio"]):.1f}" r="4" '
+               f'fill="{colour}"/>')
+        yield text(right(count), down(pair["ratio"]) - 8, f"{pair['ratio']:.2f}", 9, "middle",
+                   colour)
+        yield text(right(count), top + height + 18, f"{count:,}", 10, "middle")
+
+
+def draw(rows, curve):
     shown = [row for row in rows if any(
         row[kind] and row[kind]["bar"] is not None for kind in COLOURS)]
     bottom = HEAD + ROW * len(shown)
+    end = bottom + 40 + (220 if curve else 0)
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{LEFT + WIDTH + RIGHT}" '
-             f'height="{bottom + 30}" font-family="sans-serif">',
+             f'height="{end}" font-family="sans-serif">',
              '<rect width="100%" height="100%" fill="#fff"/>',
              text(10, 22, "Time of the library over the time of other ways to embed Python", 15),
              text(10, 44, "to pybind11", 12, colour=COLOURS["pybind11"]),
@@ -58,5 +87,7 @@ def draw(rows):
         for offset, (kind, colour) in zip((1, 12), COLOURS.items()):
             if row[kind] and row[kind]["bar"] is not None:
                 parts.extend(bar(y + offset, row[kind], colour))
+    if curve:
+        parts.extend(draw_curve(curve, bottom + 40))
     parts.append("</svg>\n")
     return "\n".join(parts)

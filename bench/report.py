@@ -51,6 +51,13 @@ def time_rows(times):
                "boost": boost if row["pybind11"] else None}
 
 
+def curve(times):
+    """The cost of one of many texts in turn, over how many there are."""
+    pairs = ((count, compare(times, f"turn.{count}/zr", (f"turn.{count}/floor", bar)))
+             for count, bar in bars.TURNS.items())
+    return [(count, pair) for count, pair in pairs if pair]
+
+
 def memory_rows(figures):
     by_name = {figure["name"]: figure for figure in figures}
     for label, kind, bar in bars.GROWTH:
@@ -64,6 +71,19 @@ def memory_rows(figures):
                "text": f"{ratio:.2f} (floor {floor['peak'] / floor['payload']:.2f})",
                "bar": "" if bar is None else f"{bar:.2f}",
                "met": None if bar is None else ratio <= bar}
+
+
+def scale_rows(figures):
+    by_name = {figure["name"]: figure for figure in figures}
+    for label, work, ratio_bar, left_bar in bars.SCALE:
+        figure = by_name[work]
+        ratio = figure["last"] / figure["first"]
+        yield {"label": label + ", last over first",
+               "text": f"{ratio:.2f} ({time_text(figure['first'])}, {time_text(figure['last'])})",
+               "bar": f"{ratio_bar:.2f}", "met": ratio <= ratio_bar}
+        yield {"label": label + ", held afterwards",
+               "text": f"{figure['left']:+,d} bytes (most {figure['most']:+,d})",
+               "bar": f"{left_bar:+,d}", "met": figure["left"] <= left_bar}
 
 
 def time_text(nanoseconds):
@@ -95,7 +115,7 @@ def print_table(rows, memory):
         print(f"  {row['label']:48}{time_text(row['time']):>10} {cell(row['pybind11'])} "
               f"{cell(row['floor'])}   {way:14}{boost}")
     if memory:
-        print("memory")
+        print("memory and scale")
     for row in memory:
         print(f"  {row['label']:48}{row['text']:>40}   bar {row['bar']:10}{MARKS[row['met']]}")
 
@@ -104,6 +124,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("times", nargs="*", help="JSON files of the benchmark programs")
     parser.add_argument("--memory", help="JSON file of the memory program")
+    parser.add_argument("--scale", help="JSON file of the scale program")
     parser.add_argument("--json", help="where the results go")
     parser.add_argument("--picture", help="where the picture goes, as SVG")
     arguments = parser.parse_args()
@@ -114,6 +135,9 @@ def main():
     if arguments.memory:
         with open(arguments.memory, encoding="utf-8") as file:
             memory = list(memory_rows(json.load(file)))
+    if arguments.scale:
+        with open(arguments.scale, encoding="utf-8") as file:
+            memory += scale_rows(json.load(file))
     print_table(rows, memory)
     judged = [mark["met"] for row in rows for mark in (row["pybind11"], row["floor"])
               if mark and mark["met"] is not None]
@@ -124,7 +148,7 @@ def main():
             json.dump({"least_times": times, "rows": rows, "memory": memory}, file, indent=1)
     if arguments.picture:
         with open(arguments.picture, "w", encoding="utf-8") as file:
-            file.write(picture.draw(rows))
+            file.write(picture.draw(rows, curve(times)))
 
 
 if __name__ == "__main__":

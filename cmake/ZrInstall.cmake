@@ -14,7 +14,7 @@ install(TARGETS zrpythoninterp EXPORT zrpythoninterpTargets
 
 # Public headers are known by their names; the others stay at home. A framework of another kind
 # brings those of the host room itself, all but the one that marks what this library exports.
-foreach(room host core convert eval trace)
+foreach(room host core convert eval trace talk)
   set(patterns zr*.h ukl*.h)
   if(room STREQUAL "host" AND NOT ZR_HOST STREQUAL "bundled")
     set(patterns zrExport.h)

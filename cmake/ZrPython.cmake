@@ -1,21 +1,26 @@
 # The CPython to build against, as the target zr_python. Its headers count as the system's, so that
-# their warnings are not ours.
-if(ZR_PYTHON_PREFIX)
-  set(Python3_ROOT_DIR ${ZR_PYTHON_PREFIX})
-  set(Python3_FIND_STRATEGY LOCATION)
-  set(Python3_EXECUTABLE ${ZR_PYTHON_PREFIX}/bin/python3)
-endif()
-find_package(Python3 3.5 REQUIRED COMPONENTS Interpreter Development)
-set(ZR_PYTHON_VERSION ${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR})
-# The directory that a runtime home is: what holds lib/pythonX.Y.
-execute_process(COMMAND ${Python3_EXECUTABLE} -c "import sys; print(sys.base_prefix)"
-                OUTPUT_VARIABLE ZR_PYTHON_HOME OUTPUT_STRIP_TRAILING_WHITESPACE)
-message(STATUS "CPython ${Python3_VERSION} with home ${ZR_PYTHON_HOME}")
-
+# their warnings are not ours. A prefix for Windows has its headers in include/ and its library beside
+# python.exe; nothing in it is run to find out about it.
 add_library(zr_python INTERFACE)
-target_include_directories(zr_python SYSTEM INTERFACE ${Python3_INCLUDE_DIRS})
-target_link_libraries(zr_python INTERFACE ${Python3_LIBRARIES} ${CMAKE_DL_LIBS})
-# A debug build's headers can be links to the release's, beside a pyconfig.h of their own: g++ would
-# follow the links and find the other one there.
-target_compile_options(zr_python INTERFACE
-  $<$<CXX_COMPILER_ID:GNU>:-fno-canonical-system-headers>)
+if(ZR_PYTHON_PREFIX AND EXISTS ${ZR_PYTHON_PREFIX}/include/patchlevel.h)
+  include(ZrPythonWindows)
+else()
+  if(ZR_PYTHON_PREFIX)
+    set(Python3_ROOT_DIR ${ZR_PYTHON_PREFIX})
+    set(Python3_FIND_STRATEGY LOCATION)
+    set(Python3_EXECUTABLE ${ZR_PYTHON_PREFIX}/bin/python3)
+  endif()
+  find_package(Python3 3.5 REQUIRED COMPONENTS Interpreter Development)
+  set(ZR_PYTHON_VERSION ${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR})
+  # The directory that a runtime home is: what holds lib/pythonX.Y.
+  execute_process(COMMAND ${Python3_EXECUTABLE} -c "import sys; print(sys.base_prefix)"
+                  OUTPUT_VARIABLE ZR_PYTHON_HOME OUTPUT_STRIP_TRAILING_WHITESPACE)
+  message(STATUS "CPython ${Python3_VERSION} with home ${ZR_PYTHON_HOME}")
+  target_include_directories(zr_python SYSTEM INTERFACE ${Python3_INCLUDE_DIRS})
+  target_link_libraries(zr_python INTERFACE ${Python3_LIBRARIES} ${CMAKE_DL_LIBS})
+  # A debug build's headers can be links to the release's, beside a pyconfig.h of their own: g++ would
+  # follow the links and find the other one there.
+  target_compile_options(zr_python INTERFACE
+    $<$<CXX_COMPILER_ID:GNU>:-fno-canonical-system-headers>)
+endif()
+include(ZrLateRuntime)

@@ -1,5 +1,5 @@
-// An error panel: the alert tells that something went wrong, the last error's record tells what,
-// where and how it came to that. Usage: error_panel INSTALLATION_ROOT
+// An error panel: the alert tells that something went wrong, the report of the error tells what,
+// and marks the user's own line. Usage: error_panel INSTALLATION_ROOT
 #include <zrpythoninterp/core/zrInterpPython.h>
 #include <zrpythoninterp/core/zrPythonInterpCreator.h>
 
@@ -14,13 +14,13 @@ zrInterpPython* interpreter = nullptr;
 
 struct Row {
   zrString alert;
-  zrPythonError error;
+  std::shared_ptr<const zrErrorReport> error;
 };
 std::vector<Row> panel;
 
-// While the alert runs, the record is of the error that it is called for.
+// While the alert runs, the report is of the error that it is called for.
 bool OnAlert(const zrString& text) {
-  panel.push_back({text, interpreter->LastError()});
+  panel.push_back({text, zrLastErrorReport(*interpreter)});
   return true;
 }
 
@@ -35,8 +35,7 @@ int main(int argc, char** argv) {
   const std::unique_ptr<zrInterp> made(creator.Create());
   interpreter = static_cast<zrInterpPython*>(made.get());
   interpreter->SetAlert(&OnAlert);
-  // The panel shows the errors; the runtime need not print them too.
-  interpreter->EvalScript("import os, sys; sys.stderr = open(os.devnull, 'w')", "");
+  zrPrintErrors(*interpreter, false);  // the panel shows them
 
   for (const char* script : {"total = price * 3", "import json; json.loads('{')", "x = = 1",
                              "def f(): raise ValueError('too heavy')\nf()", "sys.exit(3)"}) {
@@ -44,12 +43,18 @@ int main(int argc, char** argv) {
   }
 
   for (const Row& row : panel) {
+    const zrErrorReport& error = *row.error;
     std::cout << "- alert:   " << row.alert.substr(0, row.alert.find('\n')) << "\n"
-              << "  error:   " << row.error.kind << ": " << row.error.message << "\n";
-    if (row.error.line != 0) {
-      std::cout << "  at:      " << row.error.file.substr(row.error.file.rfind('/') + 1) << ":"
-                << row.error.line << "\n";
+              << "  error:   " << error.kind << ": " << error.message << "\n";
+    if (error.own.line != 0) {
+      std::cout << "  at:      " << error.own.file << ":" << error.own.line;
+      if (error.own.column != 0) std::cout << ", column " << error.own.column;
+      std::cout << "\n";
     }
-    if (row.error.isExit) std::cout << "  status:  " << row.error.exitStatus << "\n";
+    if (error.innermost.file != error.own.file) {
+      std::cout << "  raised:  " << error.innermost.file.substr(error.innermost.file.rfind('/') + 1)
+                << ", in " << error.innermost.function << "\n";
+    }
+    if (error.isExit) std::cout << "  status:  " << error.exitStatus << "\n";
   }
 }

@@ -1,9 +1,9 @@
 #include <examples/host/Installation.h>
-#include <stdlib.h>
 #include <zrpythoninterp/host/uklLibrary.h>
 
 #include <filesystem>
-#include <stdexcept>
+#include <random>
+#include <string>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -16,11 +16,13 @@ Installation::Installation(const std::string& root) {
     root_ = uklLibrary::GetAbsoluteFileName(root);
     return;
   }
-  folder_ = (fs::temp_directory_path() / "zrpyhost-XXXXXX").string();
-  if (!mkdtemp(folder_.data())) {
-    throw std::runtime_error("no temporary folder can be made in " +
-                             fs::temp_directory_path().string());
-  }
+  std::random_device random;
+  fs::path made;
+  do {
+    made = fs::temp_directory_path() / ("zrpyhost-" + std::to_string(random()));
+  } while (!fs::create_directory(made));
+  fs::permissions(made, fs::perms::owner_all);
+  folder_ = made.u8string();
   // Beside the root is where the library looks first, so nothing else can come between.
   root_ = folder_ + "/product";
   const fs::path home =

@@ -14,8 +14,10 @@ namespace {
 // The host's own tools among the scripts live in a context that no script is asked to share.
 constexpr char kTools[] = "zrpyhost";
 constexpr char kToolsText[] = R"(
-import codeop, os, sys, warnings
+import codeop, os, signal, sys, warnings
+from importlib.machinery import SourceFileLoader, SourcelessFileLoader
 
+signal.signal(signal.SIGINT, signal.default_int_handler)  # for scripts that ask what is set
 folder = None
 
 def enter(arguments):
@@ -26,13 +28,20 @@ def enter(arguments):
     isfile = os.path.isfile(arguments[0])
     folder = os.path.dirname(os.path.abspath(arguments[0])) if isfile else ''
     sys.path.insert(0, folder)
+    if isfile:  # where inspect and linecache look for the text of __main__
+        loader = SourcelessFileLoader if arguments[0].endswith('c') else SourceFileLoader
+        sys.modules['__main__'].__loader__ = loader('__main__', arguments[0])
 
 def flush():
-    for stream in (sys.stdout, sys.stderr):
+    for stream in (sys.stderr, sys.stdout):
         try:
             stream.flush()
+        except OSError as error:
+            if stream is sys.stdout:
+                return 'stdout: ' + str(error)
         except Exception:  # closed, or replaced by a script
             pass
+    return ''
 
 def kind(text):
     with warnings.catch_warnings():
@@ -49,11 +58,12 @@ def kind(text):
 // Never bound, so a text is only run: the form with a context gives a value or nothing.
 constexpr char kNoName[] = " ";
 
-// "ValueError: no such colour (paint.py, line 3)".
-std::string Describe(const zrPythonError& error) {
+// "ValueError: no such colour (paint.py, line 3)": the user's own line, where there is one.
+std::string Describe(const zrErrorReport& error) {
+  const zrErrorPlace& place = error.own.line > 0 ? error.own : error.innermost;
   std::string text = error.kind;
   if (!error.message.empty()) text += ": " + error.message;
-  if (error.line > 0) text += " (" + error.file + ", line " + std::to_string(error.line) + ")";
+  if (place.line > 0) text += " (" + place.file + ", line " + std::to_string(place.line) + ")";
   return text;
 }
 
@@ -111,7 +121,7 @@ Session::Outcome Session::RunFile(const std::string& file) {
   } else {
     interp_->EvalFile(file, context_);
   }
-  return {interp_->LastError(), {}};
+  return {zrLastErrorReport(*interp_), {}};
 }
 
 Session::Outcome Session::Evaluate(const Text& text) {
@@ -125,22 +135,22 @@ Session::Outcome Session::Evaluate(const Text& text) {
   } else {
     interp_->EvalScript(text.text, kNoName, ok, context_);
   }
-  return {interp_->LastError(), value};
+  return {zrLastErrorReport(*interp_), value};
 }
 
 bool Session::Report(const std::string& what, const Outcome& outcome) {
-  Flush();
-  const zrPythonError& error = outcome.error;
-  if (error.isExit) {
-    const bool hasText = error.exitStatus == 1 && error.message != "1";
-    std::cerr << Note() << what << " asked to exit with status " << error.exitStatus
-              << (hasText ? ": " + error.message : "") << "\n";
-  } else if (!error.IsEmpty()) {
-    std::cerr << Note() << what << " failed: " << Describe(error) << "\n";
+  const bool flushed = Flush();
+  const zrErrorReport* const error = outcome.error.get();
+  if (error && error->isExit) {
+    const bool hasText = error->exitStatus == 1 && error->message != "1";
+    std::cerr << Note() << what << " asked to exit with status " << error->exitStatus
+              << (hasText ? ": " + error->message : "") << "\n";
+  } else if (error) {
+    std::cerr << Note() << what << " failed: " << Describe(*error) << "\n";
   } else if (HasValue(outcome.value)) {
     std::cout << outcome.value.GetString() << std::endl;
   }
-  return outcome.ok();
+  return outcome.ok() && flushed;
 }
 
 bool Session::Set(const std::string& assignment) {
@@ -155,16 +165,20 @@ bool Session::Get(const std::string& expression) {
   {
     const InterruptKey::Running running;
     outcome.value = interp_->Export(expression, context_);
-    outcome.error = interp_->LastError();
+    outcome.error = zrLastErrorReport(*interp_);
   }
   if (!outcome.ok()) return Report(expression, outcome);
-  Flush();
+  const bool flushed = Flush();
   std::cout << expression << " = "
             << (HasValue(outcome.value) ? outcome.value.GetString() : "(no value)") << std::endl;
-  return true;
+  return flushed;
 }
 
 // What a script printed comes ahead of what the host prints next.
-void Session::Flush() { interp_->Export("flush()", kTools); }
+bool Session::Flush() {
+  const zrString lost = interp_->Export("flush()", kTools).GetString();
+  if (!lost.empty()) std::cerr << Note() << lost << "\n";
+  return lost.empty();
+}
 
 }  // namespace zrpyhost

@@ -24,9 +24,9 @@ class Session {
   };
   // How a run ended.
   struct Outcome {
-    zrPythonError error;  // empty when it ran to its end
+    std::shared_ptr<const zrErrorReport> error;  // null when it ran to its end
     zrVariant value;
-    bool ok() const { return error.IsEmpty() || (error.isExit && error.exitStatus == 0); }
+    bool ok() const { return !error || (error->isExit && error->exitStatus == 0); }
   };
 
   Session(const std::string& root, const std::string& user);
@@ -56,7 +56,7 @@ class Session {
   bool Get(const std::string& expression);  // prints "expression = value"
 
  private:
-  void Flush();
+  bool Flush();  // false, and told on stderr, when something that was printed is lost
 
   std::unique_ptr<zrInterpPython> interp_;
   std::string context_;

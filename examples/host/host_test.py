@@ -166,6 +166,44 @@ class Runs(HostTest):
         self.assertEqual(0, self.run_host('--batch', 'one.py', 'two.py')[0])
 
 
+    def test_lost_output_and_missing_streams_end_in_a_failure(self):
+        self.write('p.py', 'print("text")')
+        for close in '>/dev/full', '>&-':
+            for arguments in '-e "6 * 7"', '--set x=1 --get x -e pass':
+                status, errors = self.run_shell('"$0" %s %s' % (arguments, close))
+                self.assertEqual(1, status, errors)
+                self.assertIn('stdout cannot be written to', errors)
+        self.assertEqual(1, self.run_shell('"$0" p.py >/dev/full')[0])
+        # What a script opens does not become what the host prints to.
+        self.write('o.py', 'f = open("new", "w"); x = f.fileno()')
+        self.run_shell('"$0" --get x o.py >&-')
+        self.assertEqual(0, os.path.getsize(os.path.join(self.folder.name, 'new')))
+        self.assertEqual((0, ''), self.run_shell('"$0" -i <&-'))
+
+    def run_shell(self, command):
+        """Runs the command, in which $0 is the host. Gives the status and what stderr holds."""
+        process = subprocess.Popen(['sh', '-c', command, HOST], stderr=subprocess.PIPE,
+                                   cwd=self.folder.name, env=self.environment,
+                                   universal_newlines=True)
+        try:
+            errors = process.communicate(timeout=60)[1]
+        except subprocess.TimeoutExpired:
+            process.kill()
+            raise
+        return process.returncode, errors
+
+    def test_scripts_find_their_own_text_and_libraries(self):
+        self.write('t.py', 'import inspect, linecache, os, sys\nos.chdir("/")\n'
+                           'def f(): pass\n'
+                           'print(linecache.getline(__file__, 3, globals()), end="")\n'
+                           'print(type(__loader__).__name__, __loader__.path == __file__)')
+        path = os.path.join(self.folder.name, 't.py')
+        self.expect([path], 0, 'def f(): pass\nSourceFileLoader True\n')
+        if self.run_host('-e', 'import readline')[0] == 0:
+            self.expect(['-e', 'import readline; readline.add_history("x"); '
+                               'print(readline.get_current_history_length())'], 0, '1\n')
+
+
 class Watching(HostTest):
     SCRIPT = 'def f(n):\n    if n > 9:\n        return 0\n    return n\nprint(f(1))\n'
 
@@ -268,6 +306,28 @@ class Keys(HostTest):
         self.type(b'40 + 2\n')
         self.await_text(b'42')
         self.await_text(b'>>> ')
+        self.type(b'\x04')
+        self.assertEqual(0, self.ended())
+
+    def test_ctrl_c_is_the_hosts_again_behind_a_script_that_took_it(self):
+        self.start('-i')
+        self.await_text(b'>>> ')
+        self.type(b'import signal as s; s.signal(2, s.signal(2, print)); print("d" + "one")\n')
+        self.await_text(b'done')
+        self.await_text(b'>>> ')
+        self.type(b'while True: print("turn" + "ing")\n\n')
+        self.await_text(b'turning')
+        self.type(b'\x03')
+        self.await_text(b'failed: KeyboardInterrupt')
+        self.await_text(b'>>> ')
+        self.type(b'1 + ')
+        self.await_text(b'1 + ')
+        self.type(b'\x03')
+        if not self.read(b'>>> ', 1):
+            self.type(b'\n')
+        self.await_text(b'>>> ')
+        self.type(b'40 + 2\n')
+        self.await_text(b'42')
         self.type(b'\x04')
         self.assertEqual(0, self.ended())
 

@@ -11,6 +11,7 @@
 #include <exception>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,8 @@ bool RunAll(Session& session, const Options& options) {
 }  // namespace zrpyhost
 
 int main(int argc, char** argv) {
+  zrpyhost::KeepStandardStreams();
+  const zrpyhost::Console console(argc, argv);
   try {
     zrpyhost::Options options;
     if (const std::optional<int> status = zrpyhost::ParseOptions(argc, argv, options)) {
@@ -71,7 +74,9 @@ int main(int argc, char** argv) {
     }
     const zrpyhost::Installation installation(options.home);
     zrpyhost::Session session(installation.root(), options.user);
-    return zrpyhost::RunAll(session, options) ? 0 : 1;
+    const bool ok = zrpyhost::RunAll(session, options);
+    if (!std::cout.flush()) throw std::runtime_error("stdout cannot be written to");
+    return ok ? 0 : 1;
   } catch (const std::exception& error) {
     std::cerr << zrpyhost::Note() << error.what() << "\n";
     return 1;

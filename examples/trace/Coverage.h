@@ -1,6 +1,7 @@
 // Which lines ran, and how often.
 #pragma once
 
+#include <examples/trace/FrameView.h>
 #include <zrpythoninterp/host/zrInterpTraceInfo.h>
 #include <zrpythoninterp/host/zrxObserver.h>
 
@@ -9,12 +10,13 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <utility>
+#include <unordered_map>
+#include <vector>
 
 // What was counted in one source file.
 struct FileCounts {
-  std::map<int, long> lines;                              // by line
-  std::map<std::pair<int, std::string>, long> functions;  // by first line and name
+  std::vector<long> lines;                             // by line
+  std::unordered_map<const RunningCode*, long> calls;  // of functions, by what runs
 };
 
 // Counts on any number of threads at once, and writes the counts as a tracefile of lcov.
@@ -31,9 +33,13 @@ class Coverage : public zrxObserver<zrInterpTraceInfo*> {
   void Write();
 
  private:
+  // Under the mutex: the counts of the file of an event, most often that of the event before.
+  FileCounts& CountsOf(const std::string& file);
+
   const std::string file_;
   const std::filesystem::path folder_ = std::filesystem::current_path();  // scripts may leave it
   std::ofstream out_;
   std::mutex mutex_;
   std::map<std::string, FileCounts> counts_;  // by path
+  std::map<std::string, FileCounts>::value_type* last_ = nullptr;
 };

@@ -4,6 +4,7 @@
 #include <examples/trace/CoverageReport.h>
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <utility>
 #include <vector>
@@ -108,17 +109,24 @@ void WriteFileCoverage(std::ostream& out, const std::string& path, const FileCou
   for (const Function& function : source.functions) {
     out << "FN:" << function.line << ',' << function.fullName << '\n';
   }
+  std::map<std::pair<int, std::string>, long> callsOf;
+  for (const auto& [code, count] : counts.calls) callsOf[{code->firstLine, code->name}] += count;
   size_t hit = 0;
   for (const Function& function : source.functions) {
-    const auto found = counts.functions.find({function.line, function.name});
-    const long calls = found == counts.functions.end() ? 0 : found->second;
+    const auto found = callsOf.find({function.line, function.name});
+    const long calls = found == callsOf.end() ? 0 : found->second;
     out << "FNDA:" << calls << ',' << function.fullName << '\n';
     if (calls != 0) ++hit;
   }
   out << "FNF:" << source.functions.size() << "\nFNH:" << hit << '\n';
 
   // Code can claim lines that the file does not have, and the readers of the form object.
-  std::map<int, long> lines(counts.lines.lower_bound(1), counts.lines.upper_bound(source.length));
+  std::map<int, long> lines;
+  const long last = std::min(source.length, static_cast<long>(counts.lines.size()) - 1);
+  for (int line = 1; line <= last; ++line) {
+    const long count = counts.lines[static_cast<size_t>(line)];
+    if (count != 0) lines.emplace(line, count);
+  }
   const size_t linesHit = lines.size();
   for (const int line : source.lines) lines.emplace(line, 0);
   for (const auto& [line, count] : lines) out << "DA:" << line << ',' << count << '\n';

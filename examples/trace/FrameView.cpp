@@ -4,6 +4,10 @@
 // PyHandle.h brings Python.h, which comes first.
 #include <examples/trace/FrameView.h>
 
+#include <mutex>
+#include <unordered_map>
+#include <utility>
+
 namespace {
 
 PyHandle Attribute(PyObject* object, const char* name) {
@@ -21,6 +25,11 @@ std::string Text(PyObject* object) {
   return bytes ? PyBytes_AS_STRING(bytes.get()) : std::string();
 }
 
+// By the code object, whose reference keeps its address from being used again. The mutex is for
+// runtimes without a lock; nothing of the runtime is called under it.
+std::mutex knownMutex;
+auto& known = *new std::unordered_map<PyHandle, RunningCode>;
+
 std::string TakeError() {
   PyObject* type = nullptr;
   PyObject* value = nullptr;
@@ -36,12 +45,24 @@ std::string TakeError() {
 
 }  // namespace
 
-RunningCode CodeOf(PyObject* frame) {
+const RunningCode& CodeOf(PyObject* frame) {
   const PyLock lock;
-  const PyHandle code = Attribute(frame, "f_code");
+  PyHandle code = Attribute(frame, "f_code");
+  {
+    const std::lock_guard<std::mutex> guard(knownMutex);
+    const auto found = known.find(code);
+    if (found != known.end()) return found->second;
+  }
   const PyHandle line = Attribute(code.get(), "co_firstlineno");
-  return {Text(Attribute(code.get(), "co_name").get()),
-          line ? static_cast<int>(PyLong_AsLong(line.get())) : 0};
+  RunningCode running{Text(Attribute(code.get(), "co_name").get()),
+                      line ? static_cast<int>(PyLong_AsLong(line.get())) : 0};
+  const std::lock_guard<std::mutex> guard(knownMutex);
+  return known.emplace(std::move(code), std::move(running)).first->second;
+}
+
+void ForgetCode() {
+  const PyLock lock;
+  known.clear();
 }
 
 // The module's list is read in place: its functions take a lock that this very thread may hold.

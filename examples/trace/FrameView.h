@@ -7,12 +7,15 @@
 struct _object;
 typedef struct _object PyObject;
 
-// The function, class body or module that a frame runs.
+// The function, class body or module that a frame runs. Read once for each code object, since there
+// are few of them and many calls, and good until ForgetCode, before which the runtime must not
+// stop.
 struct RunningCode {
   std::string name;  // as def has it; "<module>", "<lambda>", ...
   int firstLine = 0;
 };
-RunningCode CodeOf(PyObject* frame);
+const RunningCode& CodeOf(PyObject* frame);
+void ForgetCode();
 
 // The name that the script gave the calling thread; empty for a thread without one.
 std::string ThreadName();

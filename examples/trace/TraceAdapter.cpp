@@ -38,8 +38,7 @@ int OnEvent(PyObject* /*function*/, PyFrameObject* frame, int what, PyObject* ar
 }
 
 // The same as a script-level trace function: puts the callback in its place and hands the event on.
-// The threading module sets it in each new thread, and so do scripts that set a trace function for
-// a while and then the old one again.
+// The threading module sets it in each new thread.
 PyObject* OnScriptEvent(PyObject* /*self*/, PyObject* args) {
   PyObject* frame = nullptr;
   const char* event = nullptr;
@@ -59,30 +58,74 @@ bool ParseThread(PyObject* args, PyObject** body, PyObject** positional, PyObjec
   return parsed && PyCallable_Check(*body) != 0;
 }
 
-// The body of a thread without the threading module: args are those of StartThread.
-PyObject* RunThread(PyObject* /*self*/, PyObject* args) {
-  PyObject* body = nullptr;
-  PyObject* positional = nullptr;
-  PyObject* named = nullptr;
-  if (!ParseThread(args, &body, &positional, &named)) Py_RETURN_NONE;
+// The body of a thread without the threading module. It reads as the script's own function, which
+// the runtime names when an error ends the thread.
+struct Body {
+  PyObject base;
+  PyObject* own;
+};
+
+PyObject* CallBody(PyObject* self, PyObject* positional, PyObject* named) {
   if (active) PyEval_SetTrace(&OnEvent, function);
-  return PyObject_Call(body, positional, named);
+  return PyObject_Call(reinterpret_cast<Body*>(self)->own, positional, named);
+}
+
+PyObject* ReadBody(PyObject* self) { return PyObject_Repr(reinterpret_cast<Body*>(self)->own); }
+
+void DropBody(PyObject* self) {
+  PyTypeObject* const type = Py_TYPE(self);
+  Py_DECREF(reinterpret_cast<Body*>(self)->own);
+  type->tp_free(self);
+  Py_DECREF(type);  // an instance owns its class
+}
+
+PyType_Slot bodySlots[] = {{Py_tp_call, reinterpret_cast<void*>(&CallBody)},
+                           {Py_tp_repr, reinterpret_cast<void*>(&ReadBody)},
+                           {Py_tp_dealloc, reinterpret_cast<void*>(&DropBody)},
+                           {0, nullptr}};
+PyType_Spec bodySpec = {"zrtrace.body", sizeof(Body), 0, Py_TPFLAGS_DEFAULT, bodySlots};
+PyObject* bodyType = nullptr;  // while active
+
+// Null with an error pending.
+PyHandle MakeBody(PyObject* own) {
+  PyHandle body(PyType_GenericAlloc(reinterpret_cast<PyTypeObject*>(bodyType), 0));
+  if (!body) return body;
+  Py_INCREF(own);
+  reinterpret_cast<Body*>(body.get())->own = own;
+  return body;
 }
 
 PyMethodDef traceFunction = {"trace_function", &OnScriptEvent, METH_VARARGS, nullptr};
-PyMethodDef runThread = {"run_thread", &RunThread, METH_VARARGS, nullptr};
 
 // In place of _thread.start_new_thread, which is self, and which complains about wrong arguments.
 PyObject* StartThread(PyObject* self, PyObject* args) {
-  PyObject* body = nullptr;
+  PyObject* own = nullptr;
   PyObject* positional = nullptr;
   PyObject* named = nullptr;
-  if (!ParseThread(args, &body, &positional, &named)) return PyObject_CallObject(self, args);
-  const PyHandle run(PyCFunction_New(&runThread, nullptr));
-  return run ? PyObject_CallFunction(self, "OO", run.get(), args) : nullptr;
+  if (!active || !ParseThread(args, &own, &positional, &named)) {
+    return PyObject_CallObject(self, args);
+  }
+  const PyHandle body(MakeBody(own));
+  if (!body) return nullptr;
+  return named ? PyObject_CallFunctionObjArgs(self, body.get(), positional, named, nullptr)
+               : PyObject_CallFunctionObjArgs(self, body.get(), positional, nullptr);
+}
+
+// In place of sys.settrace, which is self. What shows as the function that is set, and none, put
+// our callback in its place at once: the runtime would wait for the next call.
+PyObject* SetTrace(PyObject* self, PyObject* args) {
+  PyObject* wanted = nullptr;
+  if (!active || !PyArg_UnpackTuple(args, "settrace", 1, 1, &wanted) ||
+      (wanted != function && wanted != Py_None)) {
+    PyErr_Clear();
+    return PyObject_CallObject(self, args);
+  }
+  PyEval_SetTrace(&OnEvent, function);
+  Py_RETURN_NONE;
 }
 
 PyMethodDef startThread = {"start_new_thread", &StartThread, METH_VARARGS, nullptr};
+PyMethodDef setTrace = {"settrace", &SetTrace, METH_VARARGS, nullptr};
 
 // threading.settrace. Gives false with an error pending.
 bool SetInNewThreads(PyObject* trace) {
@@ -91,22 +134,23 @@ bool SetInNewThreads(PyObject* trace) {
          PyHandle(PyObject_CallMethod(threading.get(), "settrace", "O", trace)) != nullptr;
 }
 
-// The threading module is imported by then and keeps the real function for itself. Gives false with
-// an error pending.
-bool ReplaceStart() {
-  const PyHandle module(PyImport_ImportModule("_thread"));
-  const PyHandle real(module ? PyObject_GetAttrString(module.get(), startThread.ml_name) : nullptr);
-  const PyHandle ours(real ? PyCFunction_New(&startThread, real.get()) : nullptr);
-  return ours && PyObject_SetAttrString(module.get(), startThread.ml_name, ours.get()) == 0;
+// The threading module is imported by then and keeps the real functions for itself. Gives false
+// with an error pending.
+bool Replace(const char* moduleName, PyMethodDef& method) {
+  const PyHandle module(PyImport_ImportModule(moduleName));
+  const PyHandle real(module ? PyObject_GetAttrString(module.get(), method.ml_name) : nullptr);
+  const PyHandle ours(real ? PyCFunction_New(&method, real.get()) : nullptr);
+  return ours && PyObject_SetAttrString(module.get(), method.ml_name, ours.get()) == 0;
 }
 
-void RestoreStart() {
-  const PyHandle module(PyImport_ImportModule("_thread"));
-  const PyHandle ours(module ? PyObject_GetAttrString(module.get(), startThread.ml_name) : nullptr);
+void PutBack(const char* moduleName, const PyMethodDef& method) {
+  const PyHandle module(PyImport_ImportModule(moduleName));
+  const PyHandle ours(module ? PyObject_GetAttrString(module.get(), method.ml_name) : nullptr);
   if (ours && PyCFunction_Check(ours.get()) &&
-      PyCFunction_GetFunction(ours.get()) == &StartThread) {
-    PyObject_SetAttrString(module.get(), startThread.ml_name, PyCFunction_GetSelf(ours.get()));
+      PyCFunction_GetFunction(ours.get()) == method.ml_meth) {
+    PyObject_SetAttrString(module.get(), method.ml_name, PyCFunction_GetSelf(ours.get()));
   }
+  PyErr_Clear();
 }
 
 constexpr const char kWait[] = R"(
@@ -122,7 +166,11 @@ while others():
 
 bool InstallTrace() {
   function = PyCFunction_New(&traceFunction, nullptr);
-  if (!function || !SetInNewThreads(function) || !ReplaceStart()) return false;
+  bodyType = PyType_FromSpec(&bodySpec);
+  if (!function || !bodyType || !SetInNewThreads(function) || !Replace("_thread", startThread) ||
+      !Replace("sys", setTrace)) {
+    return false;
+  }
   active = true;
   PyEval_SetTrace(&OnEvent, function);
   return true;
@@ -137,7 +185,9 @@ void RemoveTrace() {
   PyErr_Clear();  // also that of a user who will not wait
   active = false;
   SetInNewThreads(Py_None);
-  RestoreStart();
+  PutBack("_thread", startThread);
+  PutBack("sys", setTrace);
+  Py_CLEAR(bodyType);
   Py_CLEAR(function);
   PyErr_Clear();
 }

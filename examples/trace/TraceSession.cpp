@@ -2,6 +2,7 @@
 #include <examples/trace/PyHandle.h>
 // PyHandle.h brings Python.h, which comes first.
 #include <examples/trace/Coverage.h>
+#include <examples/trace/FrameView.h>
 #include <examples/trace/Stepper.h>
 #include <examples/trace/Timeline.h>
 #include <examples/trace/TraceAdapter.h>
@@ -52,6 +53,9 @@ TraceSession::~TraceSession() {
 
 void TraceSession::Finish() {
   if (!std::exchange(parts_->tracing, false)) return;
+  const struct Forget {
+    ~Forget() { ForgetCode(); }  // behind the writing, also when that throws
+  } forget;
   {
     const PyLock lock;
     RemoveTrace();

@@ -50,6 +50,7 @@ TEST_F(FromVariant, EachTagHasItsObject) {
       {[](auto& v) { v.SetString("\xff"); }, 7, "", "UnicodeDecodeError"},
       {[](auto& v) { v.SetString("\xed\xa0\x80"); }, 7, "", "UnicodeDecodeError"},
       {[](auto& v) { v.SetLong64(42); }, 7, "'42'"},
+      {[&](auto& v) { v.SetStringList(texts); }, 7, "'[a, , b'"},
       {[](auto& v) { v.SetStringList({}); }, 8, "[]"},
       {[&](auto& v) { v.SetStringList(texts); }, 8, "['a', '', 'b']"},
       {[&](auto& v) { v.SetStringList(broken); }, 8, "", "UnicodeDecodeError"},

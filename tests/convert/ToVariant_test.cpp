@@ -2,7 +2,11 @@
 #include <tests/convert/ConvertTest.h>
 #include <zrpythoninterp/convert/ToVariant.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 namespace zrtest {
 namespace {
@@ -155,7 +159,7 @@ TEST_F(ToVariant, DeepContainersAreCutAtAFixedDepth) {
 
 // Without a bound on the work the first would be 2 to the power of 200 visits.
 TEST_F(ToVariant, ContainersThatShareContainersEndInTime) {
-  Watchdog watchdog;
+  Watchdog watchdog(std::chrono::seconds(115));
   for (const char* make :
        {"lambda inner: [inner, inner]", "lambda inner: (inner,) * 1000",
         "lambda inner: dict.fromkeys(range(1000), inner)", "lambda inner: Slow(inner, inner)",
@@ -166,10 +170,55 @@ TEST_F(ToVariant, ContainersThatShareContainersEndInTime) {
     EXPECT_TRUE(result.ok);
     EXPECT_NE(result.error, "");
   }
+  // An iterator that never ends: the outermost, and one inside.
+  ASSERT_TRUE(
+      Run("import itertools\n"
+          "class Endless(list):\n"
+          "  def __init__(self, x): self.x = x\n"
+          "  def __iter__(self): return itertools.repeat(self.x)"));
+  for (const char* endless : {"Endless('some text' * 1000)", "[1, Endless(Endless(7)), 2]"}) {
+    watchdog.Doing(endless);
+    SCOPED_TRACE(endless);
+    const Result result = Convert(endless);
+    EXPECT_TRUE(result.ok);
+    EXPECT_EQ(result.error, "MemoryError");
+  }
   // Much sharing that is no attack crosses whole.
+  EXPECT_EQ(Convert("[[[]] * 10000] * 1700").error, "");
   const Result wide = Convert("[[['text'] * 1000] * 100] * 10");
   EXPECT_EQ(wide.error, "");
   EXPECT_EQ(wide.value.GetString().size(), 10u * (100 * (1000 * 6 + 2) + 2));
+}
+
+// A conversion in C code alone gives way, too: the handler of a signal, a pending call, another
+// thread's interrupt.
+TEST_F(ToVariant, LongConversionsServeWhatIsPendingAndCanBeInterrupted) {
+  Watchdog watchdog;
+  ASSERT_TRUE(
+      Run("import itertools, signal\n"
+          "class Endless(list):\n"
+          "  def __iter__(self): return itertools.repeat(None)\n"
+          "class Timed(Endless):\n"
+          "  def __iter__(self):\n"
+          "    signal.setitimer(signal.ITIMER_REAL, 0.02)\n"
+          "    return itertools.repeat(None)\n"
+          "def on_alarm(*args): raise TimeoutError\n"
+          "signal.signal(signal.SIGALRM, on_alarm)"));
+  watchdog.Doing("a signal");
+  EXPECT_EQ(Convert("[1, [Timed()], 2]").error, "TimeoutError");
+  watchdog.Doing("an interrupt");
+  std::atomic<bool> over{false};
+  std::thread other([&] {
+    while (!over) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      interp().InterruptScript();
+    }
+  });
+  const zrVariant value = interp().Export("Endless()");
+  over = true;
+  other.join();
+  EXPECT_EQ(value.GetString(), "[]");
+  EXPECT_EQ(interp().LastError().kind, "KeyboardInterrupt");
 }
 
 // Script code that runs during the walk changes what is walked.

@@ -2,7 +2,7 @@
 // program starts on that home, and where it says no the program fails.
 #include <gtest/gtest.h>
 #include <tests/support/InstallationRoot.h>
-#include <unistd.h>
+#include <tests/support/System.h>
 #include <zrpythoninterp/core/HomeCheck.h>
 #include <zrpythoninterp/core/PyCompat.h>
 
@@ -12,13 +12,16 @@
 #include <functional>
 #include <utility>
 
+#if ZR_CAN(SHELL) && ZR_CAN(LINK) && ZR_CAN(USER)
+#include <unistd.h>
+
 namespace {
 
 namespace fs = std::filesystem;
 using zrtest::TemporaryFolder;
 
 const zrString kMajor = std::to_string(zrpy::kRuntimeMajor);
-const zrString kMinor = std::to_string(zrpy::kRuntimeMinor);
+const zrString kMinor = std::to_string(zrpy::kRuntimeMinor) + zrpy::kRuntimeVariant;
 const zrString kLibrary = "/lib/python" + kMajor + "." + kMinor;
 const zrString kSource = ZR_TEST_PYTHON_HOME + kLibrary;
 // The interpreter program starts as the library starts: UTF-8, whatever the locale.
@@ -132,3 +135,4 @@ TEST_F(HomeCheck, ASearchPathHelpsAHomeThatLacksSomething) {
 }
 
 }  // namespace
+#endif

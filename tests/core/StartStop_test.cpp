@@ -1,7 +1,9 @@
 // The runtime comes up and goes down, or does not, and what the host finds afterwards.
 #include <gtest/gtest.h>
 #include <tests/support/PythonTest.h>
+#include <tests/support/System.h>
 #include <zrpythoninterp/core/GilGuard.h>
+#include <zrpythoninterp/core/HomeCheck.h>
 
 #include <clocale>
 #include <csignal>
@@ -27,12 +29,17 @@ TEST_F(StartStop, EachIsDoneOnce) {
   ASSERT_TRUE(Run("sys.path.append('kept')"));
   EXPECT_TRUE(interp().Init());
   EXPECT_EQ(Text("sys.path[-1]"), "kept");
-  EXPECT_EQ(Text("sys.prefix"), root().home());
+  EXPECT_EQ(Text("sys.prefix"), Native(root().home()));
   EXPECT_EQ(PyGILState_Check(), 0) << "nobody holds the lock";
   EXPECT_TRUE(interp().Close());
   EXPECT_TRUE(interp().Close());
   EXPECT_EQ(Py_IsInitialized(), 0);
 }
+
+// The library of a home.
+const zrString kLibraryFolder =
+    zrpy::kIsWindows ? "Lib"
+                     : "lib/python3." + std::to_string(zrpy::kRuntimeMinor) + zrpy::kRuntimeVariant;
 
 class WrongHome : public PythonTest {
  protected:
@@ -42,7 +49,7 @@ class WrongHome : public PythonTest {
 // Each try fails silently and without harm, until there is a home.
 TEST_F(WrongHome, FailsEachTimeUntilItIsRepaired) {
   const fs::path wanted = root().path() + "/common/python/python3.5/" + PlatformName();
-  const zrString library = "lib/python3." + std::to_string(zrpy::kRuntimeMinor) + "/encodings";
+  const zrString library = kLibraryFolder + "/encodings";
   const std::function<void()> states[] = {
       [] {},
       [&] { fs::create_directories(wanted / library); },
@@ -59,30 +66,31 @@ TEST_F(WrongHome, FailsEachTimeUntilItIsRepaired) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_TRUE(TakeAlerts().empty());
   fs::remove_all(wanted);
-  fs::create_directory_symlink(ZR_TEST_PYTHON_HOME, wanted);
-  EXPECT_EQ(Text("__import__('sys').prefix"), wanted.string());
+  LinkTree(ZR_TEST_PYTHON_HOME, wanted.u8string());
+  EXPECT_EQ(Text("__import__('sys').prefix"), Native(wanted.u8string()));
 }
 
 TEST_F(WrongHome, TheEnvironmentMayNameAnother) {
   EXPECT_FALSE(interp().Init());
   const InstallationRoot third(InstallationRoot::Layout::kThirdParty);
-  setenv("ZR_THIRDPARTY", (third.path() + "/third_party").c_str(), 1);
-  EXPECT_EQ(Text("__import__('sys').prefix"), third.home());
+  SetVariable("ZR_THIRDPARTY", (third.path() + "/third_party").c_str());
+  EXPECT_EQ(Text("__import__('sys').prefix"), Native(third.home()));
 }
 
 TEST_F(StartStop, ASecondObjectIsRefusedAndTouchesNothing) {
-  setenv("PYTHONUSERBASE", "/before", 1);
+  SetVariable("PYTHONUSERBASE", "/before");
   ASSERT_TRUE(Run("x = 'first'"));
   OpenInterp second(root().path(), nullptr, "/user", {"second"});
   EXPECT_FALSE(second.Init());
   EXPECT_FALSE(second.EvalScript("x = 'second'", ""));
   EXPECT_TRUE(second.Close());
-  EXPECT_STREQ(getenv("PYTHONUSERBASE"), "/before");
+  EXPECT_STREQ(zrpy::GetEnvironment("PYTHONUSERBASE"), "/before");
   EXPECT_EQ(Text("x + sys.argv[0]"), "first");
 }
 
 TEST_F(StartStop, ARuntimeThatSomebodyElseStartedIsLeftAlone) {
-  setenv("PYTHONHOME", ZR_TEST_PYTHON_HOME, 1);
+  SetVariable("PYTHONHOME", ZR_TEST_PYTHON_HOME);
+  ASSERT_TRUE(zrpy::LoadRuntime(ZR_TEST_PYTHON_HOME, zrpy::RuntimeLibraryName()));
   Py_Initialize();
   EXPECT_FALSE(interp().Init());
   EXPECT_TRUE(interp().Close());
@@ -91,10 +99,11 @@ TEST_F(StartStop, ARuntimeThatSomebodyElseStartedIsLeftAlone) {
   EXPECT_EQ(Text("6 * 7"), "42");
 }
 
+#if ZR_CAN(SIGNAL)
 void OnInterrupt(int) {}
 
 TEST_F(StartStop, TheHostsInterruptAndLocaleStayTheHosts) {
-  setenv("LC_ALL", "C.UTF-8", 1);
+  SetVariable("LC_ALL", "C.UTF-8");
   const auto expect = [](void (*handler)(int)) {
     struct sigaction now = {};
     sigaction(SIGINT, nullptr, &now);
@@ -112,6 +121,7 @@ TEST_F(StartStop, TheHostsInterruptAndLocaleStayTheHosts) {
     }
   }
 }
+#endif
 
 std::function<void()> onAlert;
 bool CallOnAlert(const zrString& text) {
@@ -123,7 +133,7 @@ bool CallOnAlert(const zrString& text) {
 // The one evaluation of a start can fail, and then runs the host's callback.
 TEST_F(StartStop, AnAlertDuringTheStartMayEvaluateStartAndThrow) {
   const zrString path = folder().path() + "/it's";
-  fs::create_directory_symlink(root().path(), path);
+  LinkTree(root().path(), path);
   OpenInterp quoted(path);
   quoted.SetAlert(&CallOnAlert);
   onAlert = [] { throw std::runtime_error("alert"); };

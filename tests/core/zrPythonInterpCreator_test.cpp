@@ -1,6 +1,7 @@
 // The factory: what it hands to the interpreters that it makes.
 #include <gtest/gtest.h>
 #include <tests/support/PythonTest.h>
+#include <tests/support/System.h>
 #include <zrpythoninterp/core/zrPythonInterpCreator.h>
 
 #include <memory>
@@ -24,7 +25,7 @@ TEST(zrPythonInterpCreator, InterpretersHaveWhatItWasBuiltWithAndOutliveIt) {
   for (zrInterp* const each : made) {
     const std::unique_ptr<zrInterp> interp(each);
     EXPECT_EQ(interp->Export("__import__('sys').argv[0]").GetString(), "a");
-    EXPECT_EQ(interp->Export("__import__('site').USER_BASE").GetString(), "/u/python");
+    EXPECT_EQ(interp->Export("__import__('site').USER_BASE").GetString(), Native("/u/python"));
     // The exit callback came along; there is no alert callback until the host sets one.
     EXPECT_FALSE(interp->EvalScript("raise SystemExit", ""));
     EXPECT_EQ(TakeExits(), 1);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <tests/support/PythonTest.h>
 #include <zrpythoninterp/core/zrPythonInterpCreator.h>
+#include <zrpythoninterp/talk/zrPythonTalk.h>
 
 #include <memory>
 #include <string>
@@ -74,6 +75,16 @@ TEST_F(ComingFrom, Threads) {
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(python.Export("square", "worker " + std::to_string(i)).GetLong64(), i * i);
   }
+}
+
+TEST_F(ComingFrom, Talk) {
+#include <coming-from/function.inc>
+#include <coming-from/listed.inc>
+#include <coming-from/printed.inc>
+  EXPECT_EQ(three, 3.0);
+  EXPECT_EQ(shown, "3 parts\n");
+  EXPECT_EQ(names, "total:int");
+  EXPECT_TRUE(talk.Contexts().empty());
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstring>
-#include <shared_mutex>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -86,6 +86,7 @@ TEST_F(Pages, AlertTexts) {
               {"undefined", "name 'undefined' is not defined"},
               {"{}['k']", "[k]"},
               {"raise ValueError('x')", "Unknown Exception"},
+              {"try: 1 / 0\nfinally: pass", "Unknown Exception"},
               {"open('/missing')", "Unknown Exception"},
               {"import missing", "Unknown Exception"},
               {"sys.exit(3)", "3"},
@@ -112,6 +113,10 @@ TEST_F(Pages, ErrorsThatAskToExit) {
   EXPECT_EQ(wanted, 4);
 }
 
+TEST_F(Pages, ErrorsWhereAUserLooks) {
+#include <errors/places.inc>
+  EXPECT_EQ(mark, "json.decoder.JSONDecodeError in line 3 of load");
+}
 TEST_F(Pages, ErrorsByInterrupt) {
 #include <errors/interrupt.inc>
   EXPECT_EQ(kind, "KeyboardInterrupt");
@@ -132,8 +137,8 @@ TEST_F(Pages, ThreadsKeepTheirStates) {
   EXPECT_EQ(count, 3);
 }
 
-TEST_F(Pages, ThreadsStopBehindAGate) {
-#include <threads/gate.inc>
+TEST_F(Pages, ThreadsStopWhileOthersEvaluate) {
+#include <threads/stop.inc>
   std::atomic<int> ran{0};
   std::thread workers[3];
   for (std::thread& worker : workers) {
@@ -141,8 +146,10 @@ TEST_F(Pages, ThreadsStopBehindAGate) {
       while (evaluate("pass")) ++ran;
     });
   }
-  std::thread endless([&] { evaluate("while True: pass"); });
-  while (ran < 100) std::this_thread::yield();
+  std::thread endless([&] { evaluate("endless = 1\nwhile True: pass"); });
+  while (ran < 100 || python.Export("'endless' in globals()").GetLong64() == 0) {
+    std::this_thread::yield();
+  }
   EXPECT_TRUE(stop());
   for (std::thread& worker : workers) worker.join();
   endless.join();

@@ -44,6 +44,17 @@ TEST_F(Contexts, AreReportedOrMadeAnewWhenAScriptSpoilsThem) {
     EXPECT_FALSE(Ask("old", "", "c").ok);
     TakeAlerts();
   }
+  // A key of a script's own class is asked whether it is the name that is looked for.
+  Run("import sys\n"
+      "class Key(str):\n"
+      "  __hash__ = str.__hash__\n"
+      "  def __eq__(self, other):\n"
+      "    sys.modules.pop('__main__', 0)\n"
+      "    return False\n"
+      "globals()[Key('__script_dicts__')] = globals()[Key('n')] = 1\n"
+      "sys.modules.pop('__main__')");
+  EXPECT_TRUE(Ask("r = 1", "r", "c").ok);
+  EXPECT_TRUE(interp().Import("n", "v"));
   // A script may drop the namespace that it runs in.
   const char* const drop = "globals().clear(); del __import__('__main__').__script_dicts__; r = 1";
   EXPECT_TRUE(Ask(drop, "r", "c").ok);

@@ -45,6 +45,61 @@ TEST_F(EvalFile, MapsGoInAndComeBackAfterASuccessfulRun) {
   EXPECT_TRUE(both.empty());
 }
 
+// A callback that a conversion's script code comes to may change the maps, too.
+TEST_F(EvalFile, MapsMayChangeUnderTheirConversions) {
+  Variables globals;
+  Variables locals;
+  hooks.host = [&] {
+    globals.clear();
+    locals = {{"host", "1"}};
+  };
+  const zrString file =
+      folder().Write("script.py",
+                     "global a, m, z\n"
+                     "import __main__ as m\n"
+                     "class L(list):\n  def __iter__(self): m.host(); return iter('ab')\n"
+                     "a = b = z = L()");
+  // On the way in it is the collection of garbage that runs script code, up to CPython 3.11.
+  ASSERT_TRUE(
+      Run("import gc\n"
+          "class Garbage:\n"
+          "  def __init__(self): self.me = self\n"
+          "  def __del__(self): host(); Garbage()\n"
+          "Garbage(); gc.set_threshold(1)"));
+  for (int i = 0; i < 50; ++i) {
+    for (const char* name : {"c", "d", "e", "f"}) {
+      zrVariant list;
+      list.SetStringList({zrString(100, name[0]), "second"});
+      globals[name] = locals[name] = list;
+    }
+    EXPECT_TRUE(interp().EvalFile(file, globals, &locals));
+    EXPECT_EQ(globals["z"].GetString(), "[a, b]");
+    EXPECT_EQ(locals["b"].GetString(), "[a, b]");
+  }
+  // So may a single value.
+  zrVariant value;
+  hooks.host = [&] { value.SetString("gone"); };
+  for (int i = 0; i < 50; ++i) {
+    value.SetStringList(zrStlVector<zrString>(100, zrString(100, 'x')));
+    interp().Import("v", value);
+  }
+  EXPECT_TRUE(Run("del Garbage.__del__; gc.set_threshold(700); v"));
+  ExpectHostLives();
+}
+
+TEST_F(EvalFile, NamespacesOfMapsGoInTheOrderInWhichTheyWereMade) {
+  ASSERT_TRUE(
+      Run("went = []\n"
+          "class D:\n"
+          "  def __init__(self, name): self.name = name\n"
+          "  def __del__(self): went.append(self.name)"));
+  Variables locals;
+  EXPECT_EQ(With("import __main__\nglobal g\nl = __main__.D('locals')\ng = __main__.D('globals')",
+                 {}, &locals),
+            "");
+  EXPECT_EQ(Text("went"), "[globals, locals]");
+}
+
 TEST_F(EvalFile, NoOperationLeaksReferencesMemoryOrFiles) {
   const zrString compiled = Compile("ran = [1, 'two']", "made.pyc");
   Ask("1", "", "c");

@@ -30,6 +30,18 @@ TEST_F(EvalScript, ANameOrAnExpressionGivesTheValueAndWhatTheTextBindsIsDropped)
   EXPECT_EQ(Text("'r' in globals()"), "false");
 }
 
+// A derived class may take the three-argument form over, and need not write the flag.
+TEST_F(EvalScript, AnEmptyContextHandsOnAFlagOfItsOwn) {
+  struct Derived : OpenInterp {
+    using OpenInterp::EvalScript;
+    using OpenInterp::OpenInterp;
+    zrVariant EvalScript(const zrString&, const zrString&, bool&) override { return "derived"; }
+  } derived("/nowhere");
+  bool ok = true;
+  EXPECT_EQ(derived.EvalScript("1", "", ok, "").GetString(), "derived");
+  EXPECT_FALSE(ok);
+}
+
 TEST_F(EvalScript, TheSecondFormTriesAnExpressionThenStatements) {
   ASSERT_TRUE(Run("n = []"));
   EXPECT_EQ(Text("n.append(1) or 1 + 2"), "3");

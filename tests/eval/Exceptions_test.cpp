@@ -1,5 +1,6 @@
 // What reaches the host when a script fails: alert, print, exit callback, exit status.
 #include <tests/eval/EvalTest.h>
+#include <zrpythoninterp/core/zrErrorReport.h>
 
 namespace zrtest {
 namespace {
@@ -45,6 +46,58 @@ TEST_F(Exceptions, AreReportedOnceWhateverTheScriptDidToThePrintAndToTheError) {
   const zrString printed = Printed();
   EXPECT_THAT(printed, ::testing::StartsWith("Error in sys.excepthook:\nTraceback"));
   EXPECT_THAT(printed, ::testing::HasSubstr("\nOriginal exception was:\nTraceback"));
+}
+
+// What a class of a script's computes is asked for once, by the print; or when the host asks.
+TEST_F(Exceptions, RunCodeOfTheErrorsOwnWhereTheRuntimeDoesAndForExitsNone) {
+  hooks.host = [&] { EXPECT_FALSE(Run("1 / 0")); };
+  ASSERT_TRUE(
+      Run("class E(Exception):\n  def __str__(self): host(); return 'own\\ntext'\n"
+          "class X(SystemExit): __str__ = E.__str__; code = property(__str__)"));
+  const auto alerts = ::testing::ElementsAre("Unknown Exception", "division by zero");
+  for (const bool print : {true, false}) {
+    zrPrintErrors(interp(), print);
+    EXPECT_FALSE(Run("raise E"));
+    EXPECT_THAT(TakeAlerts(), alerts);
+    EXPECT_EQ(interp().LastError().message, "own\ntext");
+    EXPECT_EQ(Printed().empty(), !print);
+  }
+  EXPECT_FALSE(Run("raise X(5)"));
+  EXPECT_THAT(TakeAlerts(), ::testing::ElementsAre("Unknown Exception"));
+  EXPECT_EQ(interp().LastError().exitStatus, 5);
+  hooks.host = nullptr;
+  hooks.alert = [&] {
+    EXPECT_EQ(interp().LastError().message, "own\ntext");
+    EXPECT_THAT(interp().LastError().traceback, ::testing::EndsWith("E: own\ntext\n"));
+  };
+  EXPECT_FALSE(Run("raise E"));
+}
+
+TEST_F(Exceptions, KeepNothingAliveAndCopyNothingLarge) {
+  ASSERT_TRUE(
+      Run("kept = SystemExit(3)\ngone = []\nclass Held:\n  def __del__(self): gone.append(1)\n"
+          "def leave():\n  held = Held()\n  raise kept"));
+  EXPECT_FALSE(Run("leave()"));
+  EXPECT_EQ(Text("len(gone)"), "1");
+  EXPECT_FALSE(Run("raise ValueError('x' * (1 << 22))"));
+  EXPECT_LT(interp().LastError().message.size(), 100000u);
+  EXPECT_LT(interp().LastError().traceback.size(), 300000u);
+  EXPECT_EQ(Text("len(sys.stderr.getvalue()) > 1 << 22"), "true");
+}
+
+// More than the runtime's own print survives.
+TEST_F(Exceptions, ArePrintedHoweverManyLedToThem) {
+  for (const char* linked :
+       {"n = ValueError(i); n.__cause__ = e", "n = ValueError(i); n.__context__ = e",
+        "n = getattr(__builtins__, 'ExceptionGroup', IndexError)('g', [e])"}) {
+    SCOPED_TRACE(linked);
+    EXPECT_FALSE(Run(zrString("e = ValueError()\nfor i in range(100000):\n  ") + linked +
+                     "; e = n\nn = None\nraise e"));
+    const zrString traceback = interp().LastError().traceback;
+    EXPECT_EQ(traceback, Printed());
+    EXPECT_LT(traceback.size(), 100000u);
+    EXPECT_EQ(Text("e.__cause__ is None and e.__context__ is None and len(e.args) < 2"), "false");
+  }
 }
 
 TEST_F(Exceptions, CallTheAlertClearAndBeforeThePrintAndTheExitWithSystemExitPending) {

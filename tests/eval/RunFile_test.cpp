@@ -1,8 +1,12 @@
 // One script file: which file runs for a path, what __file__ says meanwhile, and what is reported.
 #include <tests/eval/EvalTest.h>
-#include <unistd.h>
+#include <tests/support/System.h>
 
 #include <filesystem>
+
+#if ZR_CAN(PIPE)
+#include <sys/stat.h>
+#endif
 
 namespace zrtest {
 namespace {
@@ -21,19 +25,32 @@ TEST_F(RunFile, ChoosesTheFileByItsExtensionAndByWhatIsThere) {
     Compile("ran = b'compiled ' + __file__.encode()\n", name);
   }
   std::filesystem::create_directory(place + "hidden.pyc");
+#if ZR_CAN(LINK) && ZR_CAN(PIPE)
   std::filesystem::create_symlink(place + "nowhere", place + "twin.py");
+  // What has no end, or none before somebody comes.
+  std::filesystem::create_symlink("/dev/zero", place + "endless.py");
+  std::filesystem::create_symlink("/dev/zero", place + "endless.pyc");
+  ASSERT_EQ(mkfifo((place + "silent.py").c_str(), 0600), 0);
+#endif
+  // Slashes that the system knows stay as they were given.
+  const bool turns = !zrpy::kIsWindows;
   const std::pair<zrString, zrString> cases[] = {
       {"both.py", "source both.py"},
       {"both.pyc", "compiled both.pyc"},
-      {".\\sub\\..\\twin.py", "compiled ./sub/../twin.pyc"},  // a dead link is a missing file
-      {"sub\\x.txt", "source sub/x.txt"},
+      {".\\sub\\..\\twin.py",
+       turns ? "compiled ./sub/../twin.pyc"
+             : "compiled .\\sub\\..\\twin.pyc"},  // a dead link is a missing file
+      {"sub\\x.txt", turns ? "source sub/x.txt" : "source sub\\x.txt"},
       {place + "noext", "source " + place + "noext"},
       {odd, "source " + odd},
       {"none.py", "none.py"},
+      {"endless.py", "endless.py"},
+      {"endless.pyc", "endless.pyc"},
+      {"silent.py", "silent.py"},
       {place + "hidden.py", place + "hidden.pyc"},
       {"", ""},
   };
-  ASSERT_EQ(chdir(place.c_str()), 0);
+  std::filesystem::current_path(std::filesystem::u8path(place));
   for (const auto& [file, outcome] : cases) {
     SCOPED_TRACE(file);
     ASSERT_TRUE(Run("ran = None; __file__ = kept = ['before']"));
@@ -54,7 +71,8 @@ TEST_F(RunFile, ChoosesTheFileByItsExtensionAndByWhatIsThere) {
 TEST_F(RunFile, APathWithoutAnAsciiOrUtf8FormIsReportedAsFarAsItCanBe) {
   EXPECT_FALSE(interp().EvalFile("\xC3\xA9.py"));
   EXPECT_THAT(Printed(), ::testing::HasSubstr("could not open file - \\xe9.py"));
-  EXPECT_FALSE(interp().EvalFile(folder().Write("\xFF.py", "ran = 1")));
+  EXPECT_FALSE(
+      interp().EvalFile(zrpy::kIsWindows ? "\xFF.py" : folder().Write("\xFF.py", "ran = 1")));
   EXPECT_THAT(TakeAlerts(), ElementsAre("Unknown Exception", "Unknown Exception"));
 }
 

@@ -1,8 +1,11 @@
 // The kinds of errors of error_table.h, each in each surrounding. What is expected is what
 // CPython 3.5 stores, so the tests are the same for every runtime.
+#include <zrpythoninterp/core/HomeCheck.h>
 #include <zrpythoninterp/eval/StoredErrorValue.h>
+#include <zrpythoninterp/host/Platform.h>
 // PyCompat.h comes first.
 #include <gtest/gtest.h>
+#include <zrpythoninterp/core/StartVariables.h>
 
 #include <sstream>
 #include <string>
@@ -71,7 +74,8 @@ std::string Surround(const char* surrounding, const std::string& statement) {
 TEST(StoredErrorValue, IsThatOf35ForEachKindInEachSurrounding) {
   const std::string home = ZR_TEST_PYTHON_HOME;
   static const std::wstring wideHome(home.begin(), home.end());
-  ASSERT_TRUE(zrpy::StartRuntime(wideHome.c_str(), L"python3"));
+  ASSERT_TRUE(zrpy::LoadRuntime(home, zrpy::RuntimeLibraryName()));
+  ASSERT_FALSE(zrpy::StartRuntime(wideHome.c_str(), L"python3", {}));
   for (const auto& [surrounding, makesInstance] : kSurroundings) {
     for (const auto& [statement, stored] : kErrorKinds) {
       const std::string expected = makesInstance ? "nothing" : stored;
@@ -82,6 +86,13 @@ TEST(StoredErrorValue, IsThatOf35ForEachKindInEachSurrounding) {
   }
   EXPECT_EQ(StoredAfter("1 = 2"), "syntax");  // of the text as a whole
   EXPECT_EQ(StoredAfter("def f(a, a): pass"), "nothing");
+  // Of a task, kept by C code and raised again. 3.15 is known to differ: see docs/runtimes.md.
+  if (zrpy::kRuntimeMinor < 15) {
+    EXPECT_EQ(StoredAfter("import asyncio\nasync def fails(): 1/0\n"
+                          "loop = asyncio.new_event_loop()\ntask = loop.create_task(fails())\n"
+                          "loop.call_later(0.01, loop.stop)\nloop.run_forever()\ntask.result()"),
+              "nothing");
+  }
   EXPECT_EQ(StoredAfter("__import__('sys').settrace(lambda *a: None)\n1/0"), "nothing");
 }
 

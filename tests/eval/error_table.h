@@ -1,6 +1,8 @@
 // What CPython 3.5 stores for an error, by its kind and by what surrounds the place of its rise.
 #pragma once
 
+#include <zrpythoninterp/host/Platform.h>
+
 // Stored values are written as: "nothing" (null, None, an instance), "str:" and the text ("str:"
 // alone for a text whose wording changed between releases), "syntax" for (message, (file, line,
 // column, text)), and the repr of everything else.
@@ -22,6 +24,9 @@ inline constexpr ErrorKind kErrorKinds[] = {
     {"globals().update(__name__='__main__', __package__=None)\nfrom . import x", "str:"},
     {"(lambda f: f(f))(lambda f: f(f))", "str:"},
     {"raise 3", "str:exceptions must derive from BaseException"},
+    {"raise OSError from 5", "str:exception causes must derive from BaseException"},
+    {"class C(Exception):\n  def __new__(cls): return 1\nraise C", "str:"},
+    {"class C(Exception):\n  def __init__(self, a): pass\nraise C", "str:"},
     // The runtime's own, with something else.
     {"{}['k']", "('k',)"},
     {"del {}[1, 2]", "((1, 2),)"},
@@ -35,7 +40,7 @@ inline constexpr ErrorKind kErrorKinds[] = {
     {"__import__('_thread').interrupt_main()\nfor i in range(100000): pass", "nothing"},
     // The runtime's own, instances from the start.
     {"import nope_module", "nothing"},
-    {"import encodings.mbcs", "nothing"},  // fails inside
+    {zrpy::kIsWindows ? "import tty" : "import encodings.mbcs", "nothing"},  // fails inside
     {"open('/nope/nope')", "nothing"},
     {"'\\u0100'.encode('ascii')", "nothing"},
     {"exec('def f(x):\\n global x')", "nothing"},

@@ -1,7 +1,6 @@
 // Scripts that try to end the process, or to leave it unusable, by ways that other tests do not
 // take. Each case has a process of its own, since what it leaves may outlive the runtime.
 #include <tests/eval/EvalTest.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <ostream>
@@ -23,7 +22,7 @@ class HarmfulScripts : public EvalTest, public testing::WithParamInterface<Scrip
   HarmfulScripts() {
     unfinished = true;
     std::atexit([] {
-      if (unfinished) _exit(99);
+      if (unfinished) std::_Exit(99);
     });
   }
   ~HarmfulScripts() override { unfinished = false; }

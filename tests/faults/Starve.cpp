@@ -120,7 +120,14 @@ ZR_STAND_STILL(PyObject*, Py_CompileStringExFlags,
                (const char* text, const char* name, int start, PyCompilerFlags* flags,
                 int optimize),
                (text, name, start, flags, optimize))
-ZR_STAND_STILL(void, PyErr_Print, (), ())
+ZR_STAND_STILL(PyObject*, Py_CompileStringObject,
+               (const char* text, PyObject* name, int start, PyCompilerFlags* flags, int optimize),
+               (text, name, start, flags, optimize))
+ZR_STAND_STILL(void, _PyErr_Display,
+               (PyObject * file, PyObject* type, PyObject* value, PyObject* traceback),
+               (file, type, value, traceback))
+ZR_STAND_STILL(PyObject*, PyObject_Call, (PyObject * print, PyObject* arguments, PyObject* names),
+               (print, arguments, names))
 ZR_STAND_STILL(void, PyErr_Display, (PyObject * type, PyObject* value, PyObject* traceback),
                (type, value, traceback))
 

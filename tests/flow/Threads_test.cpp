@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <tests/support/HostCalls.h>
 #include <tests/support/PythonTest.h>
+#include <tests/support/System.h>
 
 #include <atomic>
 #include <filesystem>
@@ -159,6 +160,7 @@ TEST_F(Threads, ScriptCodeOfAStopCallsBackIntoTheHost) {
   EXPECT_EQ(answers, (std::vector<zrString>{"42", "42", "<failed>"}));
 }
 
+#if ZR_CAN(PROC)
 TEST_F(Threads, DaemonsDoNotHoldAStopUp) {
   if (zrpy::kRuntimeMinor < 9) GTEST_SKIP() << "the runtime itself does not survive them";
   const auto tasks = [] {
@@ -175,8 +177,11 @@ TEST_F(Threads, DaemonsDoNotHoldAStopUp) {
           "for i in range(4): threading.Thread(target=work, daemon=True).start()\n"
           "while len(running) < 4: time.sleep(0.001)"));
   EXPECT_TRUE(interp().Close());
-  while (tasks() > before) std::this_thread::yield();  // each ends where it asks for the lock
+  // Each ends where it asks for the lock; from 3.14 on and without the lock it hangs there.
+  while (zrpy::kRuntimeMinor < 14 && zrpy::kHasGlobalLock && tasks() > before)
+    std::this_thread::yield();
   EXPECT_EQ(Text("6 * 7"), "42");
 }
+#endif
 
 }  // namespace

@@ -24,6 +24,10 @@ class TemporaryFolder {
 // The platform's directory name in installations, as the library resolves it.
 zrString PlatformName();
 
+// Makes a directory that shows what another one holds: a link to it, or where the system or the
+// user's rights have none, links to its files, or copies.
+void LinkTree(const zrString& from, const zrString& to);
+
 // An installation root: <folder>/product, with a link to the build's runtime as its runtime home.
 class InstallationRoot {
  public:
@@ -34,7 +38,7 @@ class InstallationRoot {
 
   zrString path() const { return folder_.path() + "/product"; }
   const TemporaryFolder& folder() const { return folder_; }
-  // The path at which the library finds the runtime home in this layout.
+  // The path at which the library finds the runtime home in this layout, as the runtime names it.
   zrString home() const { return home_; }
 
  private:

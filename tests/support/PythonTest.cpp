@@ -1,5 +1,7 @@
 #include <tests/support/PythonTest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 namespace zrtest {
@@ -22,6 +24,14 @@ bool RecordAlert(const zrString& text) {
 void RecordExit() { ++exits; }
 
 PythonTest::PythonTest(InstallationRoot::Layout layout) : root_(layout) {
+  static bool second = false;
+  if (std::exchange(second, true)) {
+    std::fputs(
+        "The runtime keeps its first home, so each case needs a process of its own: run\n"
+        "scripts/room ROOM [CASE], or name one case by --gtest_filter.\n",
+        stderr);
+    std::_Exit(2);
+  }
   Renew();
   TakeAlerts();
   TakeExits();

@@ -2,6 +2,8 @@
 #include <tests/trace/TraceTest.h>
 // TraceTest.h brings Python.h, which comes first.
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <future>
 #include <tuple>
@@ -76,6 +78,34 @@ TEST_F(Observers, ChangeTheListFromInsideACall) {
     actions_[2] = nullptr;
     EXPECT_EQ(Send(), later);
   }
+}
+
+// The highest is in its call on another thread while the others come and go. Also from inside: one
+// takes the blocked one out.
+TEST_F(Observers, RemovalWaitsForCallsOfThatObserverOnly) {
+  const zrtest::Watchdog watchdog;
+  std::promise<void> inside, goOn;
+  std::atomic<bool> left{false};
+  actions_[4] = [&] {
+    inside.set_value();
+    goOn.get_future().wait();
+    left = true;
+  };
+  Add({1, 2, 4});
+  std::future<void> walk = std::async(std::launch::async, [this] { interp_.Send(); });
+  inside.get_future().wait();
+  Remove(1);
+  Remove(2);
+  Remove(3);  // never added
+  Add({2});
+  EXPECT_FALSE(left);
+  std::future<void> removal = std::async(std::launch::async, [this] { Remove(4); });
+  EXPECT_EQ(removal.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  goOn.set_value();
+  removal.wait();
+  EXPECT_TRUE(left);
+  walk.wait();
+  EXPECT_EQ(told_, (Numbers{1, 2, 4}));
 }
 
 using ObserversAndLock = zrtest::PythonTest;

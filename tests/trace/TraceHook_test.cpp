@@ -1,4 +1,5 @@
 // From a trace event to the observers. The events come from callbacks of the test's own.
+#include <tests/support/System.h>
 #include <tests/trace/TraceTest.h>
 // TraceTest.h brings Python.h, which comes first.
 #include <tests/support/PrivateMembers.h>
@@ -6,8 +7,10 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 #include <thread>
+#include <typeinfo>
 
 namespace {
 
@@ -31,6 +34,7 @@ class TraceHook : public zrtest::PythonTest {
 TEST_F(TraceHook, TellsOfCallsLinesAndReturnsWithDepthAndLine) {
   zrString told;
   recorder_.tell = [&](zrInterpTraceInfoPython& info) {
+    EXPECT_EQ(typeid(info), typeid(zrInterpTraceInfoPython));
     EXPECT_EQ(info.GetFile(), "/my work/a b.py");
     told += info.GetEvent() + " " + std::to_string(info.GetDepth()) + ":" +
             std::to_string(info.Getline()) + "; ";
@@ -78,9 +82,9 @@ TEST_F(TraceHook, FiltersByInstallationRuntimeAndUserBase) {
       OneFrame(file, [&](PyObject* frame) {
         for (const char* base : bases) {
           if (base) {
-            setenv("PYTHONUSERBASE", base, 1);
+            zrtest::SetVariable("PYTHONUSERBASE", base);
           } else {
-            unsetenv("PYTHONUSERBASE");
+            zrtest::UnsetVariable("PYTHONUSERBASE");
           }
           interp().TraceHook(frame, "line", nullptr);
         }
@@ -89,6 +93,76 @@ TEST_F(TraceHook, FiltersByInstallationRuntimeAndUserBase) {
     }
     EXPECT_TRUE(interp().Close());
   }
+}
+
+TEST_F(TraceHook, SeesAnEnvironmentThatItsOwnerWritesTo) {
+  char entry[] = "ANOTHER_IN_ENV=/users/base";
+  zrtest::UnsetVariable("PYTHONUSERBASE");
+  putenv(entry);
+  OneFrame("/users/base/a.py", [&](PyObject* frame) {
+    const auto passes = [&](const char* name, const char* base) {
+      std::memcpy(entry, name, 14);
+      std::memcpy(entry + 15, base, 11);
+      interp().TraceHook(frame, "line", nullptr);
+      return std::exchange(count_, 0) == 1;
+    };
+    EXPECT_TRUE(passes("ANOTHER_IN_ENV", "/users/base"));
+    EXPECT_FALSE(passes("PYTHONUSERBASE", "/users/base"));
+    EXPECT_TRUE(passes("PYTHONUSERBASE", "/other/base"));
+    EXPECT_TRUE(passes("ANOTHER_IN_ENV", "/users/base"));
+  });
+  std::memcpy(entry, "ANOTHER_IN_ENV", 14);
+  zrtest::UnsetVariable("ANOTHER_IN_ENV");
+}
+
+// On CPython 3.11 a look at the callers makes objects, and so collects garbage, whose finalizers
+// run script code. The inner event makes the store of answers start anew.
+TEST_F(TraceHook, AnEventInsideAnotherLeavesTheOuterOneItsFile) {
+  const zrString inner = "/inner/" + zrString(60, 'i') + ".py";
+  const zrString outer = "/outer/" + zrString(70, 'o') + ".py";
+  int inners = 0;
+  int outers = 0;
+  recorder_.tell = [&](zrInterpTraceInfoPython& info) {
+    ++(info.GetFile() == inner ? inners : outers);
+    if (info.GetFile() == inner) return;
+    const zrpy::GilGuard gil;
+    PyRun_SimpleString("import gc; gc.collect()");
+    EXPECT_EQ(info.GetFile(), outer);
+  };
+  const auto send = [this] {
+    interp().TraceHook(reinterpret_cast<PyObject*>(PyEval_GetFrame()), "line", nullptr);
+  };
+  ASSERT_TRUE(interp().Init());
+  interp().AddObserver(recorder_);
+  zrtest::BindHostFunction("outer", send);
+  zrtest::BindHostFunction("inner", [&] {
+    zrtest::SetVariable("PYTHONUSERBASE", std::to_string(inners).c_str());
+    send();
+  });
+  EXPECT_TRUE(
+      Run("import gc\n"
+          "left = 500\n"
+          "exec(compile('''class Garbage:\n"
+          "  def __init__(self): self.me = self\n"
+          "  def __del__(self):\n"
+          "    global left\n"
+          "    inner()\n"
+          "    left -= 1\n"
+          "    if left > 0: Garbage()''', '" +
+          inner +
+          "', 'exec'))\nexec(compile('''def down(n):\n"
+          "  if n: down(n - 1)\n"
+          "  else: outer()''', '" +
+          outer +
+          "', 'exec'))\n"
+          "gc.set_threshold(1)\n"
+          "Garbage()\n"
+          "for i in range(30): down(30)\n"
+          "left = 0\n"
+          "gc.set_threshold(700)\n"
+          "gc.collect()"));
+  EXPECT_GT(inners, 30);
+  EXPECT_EQ(outers, 30);
 }
 
 TEST_F(TraceHook, KeepsLockAndPendingErrorWhateverAnObserverDoes) {

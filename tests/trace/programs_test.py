@@ -96,6 +96,22 @@ class Programs(unittest.TestCase):
                            'threading.Thread(target=lambda M=M: %s).start()\n' % (name, work))
         self.assertEqual(len(set(self.compare(script))), 1 + len(WORKS))
 
+    def test_lose_no_lines_to_what_scripts_do_with_tracing(self):
+        script = os.path.join(self.folder, 'own.py')
+        lines = ['import sys, _thread, time', 'old = sys.gettrace()', 'sys.settrace(None)', 'a = 1',
+                 'sys.settrace(lambda *a: None)', 'sys.settrace(old)', 'b = 2',
+                 'def f(): raise ValueError', '_thread.start_new_thread(f, ())', 'time.sleep(0.5)']
+        with open(script, 'w') as file:
+            file.write('\n'.join(lines))
+        process = subprocess.run([HOST, 'host.info', script], cwd=self.folder, env=ENVIRONMENT,
+                                 stderr=subprocess.PIPE, timeout=100)
+        self.assertEqual(process.returncode, 0, process.stderr)
+        self.assertRegex(process.stderr, b'thread started by:? <function f')
+        with open(os.path.join(self.folder, 'host.info')) as file:
+            ran = {line.rstrip() for line in file if line.startswith('DA:')}
+        missing = {'DA:%d,1' % (line + 1) for line in range(len(lines))} - ran
+        self.assertLessEqual(missing, {'DA:6,1', 'DA:8,1'}, ran)  # the script's own; run in f, too
+
 
 if __name__ == '__main__':
     unittest.main()

@@ -1,6 +1,6 @@
 // The members that convert: doors to the two functions. Test: tests/convert.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/convert/FromVariant.h>
 #include <zrpythoninterp/convert/ToVariant.h>
 #include <zrpythoninterp/core/zrInterpPython.h>

@@ -21,6 +21,13 @@ inline bool IsPlain(PyObject* object) {
          type == &PyBytes_Type || type == &PyBool_Type || object == Py_None;
 }
 
+// True when the sequence iterates in a way of its own, which need not end; the runtime's own ways
+// end with what the container holds, unless script code adds to it all the time.
+inline bool HasOwnIterator(PyObject* sequence) {
+  const getiterfunc own = Py_TYPE(sequence)->tp_iter;
+  return own != PyList_Type.tp_iter && own != PyTuple_Type.tp_iter && own != PySet_Type.tp_iter;
+}
+
 // How many entries to expect; a subclass that iterates in its own way may give any number.
 inline Py_ssize_t EntryCount(PyObject* container) {
   if (IsDict(container)) return PyDict_Size(container);
@@ -33,12 +40,25 @@ inline Py_ssize_t EntryCount(PyObject* container) {
 template <typename Visit>
 bool ForEachElement(PyObject* sequence, Visit&& visit) {
   ErrorStash errors;
-  if (PyList_CheckExact(sequence) || PyTuple_CheckExact(sequence)) {
-    const bool isList = PyList_CheckExact(sequence);
+  if (!PyAnySet_Check(sequence) && !HasOwnIterator(sequence)) {
+    const bool isList = PyList_Check(sequence);
     // An element's script code can shrink the list; what it adds is not visited, so this ends.
     const Py_ssize_t size = Py_SIZE(sequence);
     bool more = true;
+    // Without the global lock another thread can do so at any time, and replace the element.
+    if (isList && !kHasGlobalLock) {
+      for (Py_ssize_t i = 0; more && i < size; ++i) {
+        const PyRef element = PyRef::Steal(NewListItem(sequence, i));
+        more = element && visit(element.get(), errors);
+      }
+      return true;
+    }
     for (Py_ssize_t i = 0; more && i < size && i < Py_SIZE(sequence); ++i) {
+      if (!kHasGlobalLock && isList) {  // another thread can take the element away at any time
+        const PyRef own = PyRef::Steal(NewListItem(sequence, i));
+        more = own && visit(own.get(), errors);
+        continue;
+      }
       PyObject* const element =
           isList ? PyList_GET_ITEM(sequence, i) : PyTuple_GET_ITEM(sequence, i);
       if (IsPlain(element)) {
@@ -70,9 +90,9 @@ void ForEachItem(PyObject* dict, Visit&& visit) {
   bool more = true;
   // What script code adds meanwhile is not visited, so this ends.
   for (Py_ssize_t left = PyDict_Size(dict);
-       more && left > 0 && PyDict_Next(dict, &position, &key, &value); --left) {
-    const PyRef keptKey = PyRef::Borrow(key);
-    const PyRef keptValue = PyRef::Borrow(value);
+       more && left > 0 && NextDictItem(dict, position, key, value); --left) {
+    const PyRef keptKey = PyRef::Steal(key);
+    const PyRef keptValue = PyRef::Steal(value);
     more = visit(key, value, errors);
   }
 }

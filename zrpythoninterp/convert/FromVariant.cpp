@@ -1,7 +1,7 @@
 // From values of the host to Python objects. Private here: one function for each kind that takes
 // more than a call. Test: tests/convert/FromVariant_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/convert/FromVariant.h>
 #include <zrpythoninterp/host/zrStlVector.h>
 #include <zrpythoninterp/host/zrVariantAccess.h>
@@ -45,14 +45,22 @@ PyRef FromWholeText(const zrString& text) ZR_REQUIRES_GIL {
 
 PyRef FromString(const zrVariant& value) ZR_REQUIRES_GIL {
   zrString scratch;
-  return FromWholeText(zrVariantAccess::String(value, scratch));
+  const zrString& text = zrVariantAccess::String(value, scratch);
+  // Only the text of a list, whose tag was overwritten, can have a NUL in it.
+  return &text == &scratch ? FromText(text) : FromWholeText(text);
 }
 
 PyRef FromStringList(const zrVariant& value) ZR_REQUIRES_GIL {
   zrStlVector<zrString> scratch;
-  const zrStlVector<zrString>& texts = zrVariantAccess::StringList(value, scratch);
-  PyRef list = PyRef::Steal(PyList_New(static_cast<Py_ssize_t>(texts.size())));
+  const size_t size = zrVariantAccess::StringList(value, scratch).size();
+  PyRef list = PyRef::Steal(PyList_New(static_cast<Py_ssize_t>(size)));
   if (!list) return list;
+  // That can collect garbage, and so come to a callback of the host that changes the value.
+  const zrStlVector<zrString>& texts = zrVariantAccess::StringList(value, scratch);
+  if (texts.size() != size) {
+    PyErr_SetString(PyExc_RuntimeError, "a list of texts changed while it was converted");
+    return PyRef();
+  }
   for (size_t i = 0; i < texts.size(); ++i) {
     PyRef text = FromText(texts[i]);
     if (!text) return PyRef();

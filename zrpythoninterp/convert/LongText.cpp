@@ -8,7 +8,7 @@ namespace zrpy {
 
 namespace {
 
-constexpr std::size_t kPiece = std::size_t{1} << 12;
+constexpr std::size_t kPiece = std::size_t{1} << 14;
 
 }  // namespace
 

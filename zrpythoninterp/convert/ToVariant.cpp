@@ -1,16 +1,19 @@
 // From Python objects to values of the host. Private here: how far a conversion goes into nested
 // containers, and their texts. Test: tests/convert/ToVariant_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/convert/Elements.h>
 #include <zrpythoninterp/convert/LongText.h>
 #include <zrpythoninterp/convert/ToVariant.h>
 #include <zrpythoninterp/core/ErrorStash.h>
+#include <zrpythoninterp/core/PendingWork.h>
 #include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/host/zrStlVector.h>
 #include <zrpythoninterp/host/zrVariantAccess.h>
 
+#include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 namespace zrpy {
@@ -18,11 +21,16 @@ namespace zrpy {
 namespace {
 
 constexpr int kMaxDepth = 200;
-// What one conversion may spend on nested containers, in characters of text or what takes as long.
-// Without a bound, a few lists that hold each other several times would keep it busy for ever.
+// What one conversion may spend on what can explode, in characters of text or what takes as long:
+// a few lists that hold each other several times would keep it busy for ever, and so would an
+// iterator of a script's own. What the outermost container holds is free, however much it is.
 constexpr std::int64_t kMaxWork = std::int64_t{1} << 30;
 constexpr std::int64_t kContainerWork = 64;
+constexpr int kFreeDepth = 3;  // containers are charged from the next one on
 constexpr std::int64_t kErrorWork = 256;
+constexpr std::int64_t kOwnIteratorWork = 128;
+// A tenth of a second in the worst case, some milliseconds in the ordinary one.
+constexpr int kElementsBetweenServing = 1 << 16;
 
 // The containers that a conversion is inside of, innermost first.
 struct Level {
@@ -31,10 +39,26 @@ struct Level {
   int depth;
 };
 
-// One conversion. work: what is left, but for the text that is being written.
+// One conversion. work: what is left, but for the text that is being written. stopped: by an
+// interrupt or a signal handler, whose error is pending or parked.
 struct Walk {
   std::int64_t work = kMaxWork;
+  int elementsUntilServing = kElementsBetweenServing;
+  bool stopped = false;
 };
+
+// No error pending, unless the walk is stopped.
+bool Serve(Walk& walk) ZR_REQUIRES_GIL {
+  if (walk.stopped) return false;
+  walk.elementsUntilServing = kElementsBetweenServing;
+  walk.stopped = !ServePendingWork();
+  return !walk.stopped;
+}
+
+// Behind each element, with no error pending. False, perhaps with one pending, where the walk ends.
+bool GoesOn(Walk& walk) ZR_REQUIRES_GIL {
+  return !walk.stopped && (--walk.elementsUntilServing > 0 || Serve(walk));
+}
 
 bool HasWorkLeft(const zrString& text, const Walk& walk) {
   return static_cast<std::int64_t>(text.size()) < walk.work;
@@ -42,12 +66,13 @@ bool HasWorkLeft(const zrString& text, const Walk& walk) {
 
 // False, with an error pending, where the walk must not go on inwards.
 bool MayEnter(PyObject* container, const Level* outer, const zrString& text, Walk& walk) {
+  if (walk.stopped) return false;
   if (!HasWorkLeft(text, walk)) {
     PyErr_SetString(PyExc_MemoryError, "containers nest too often to be converted");
     return false;
   }
   if (!outer) return true;
-  walk.work -= kContainerWork + outer->depth;
+  if (outer->depth >= kFreeDepth) walk.work -= kContainerWork + outer->depth;
   if (outer->depth >= kMaxDepth) {
     PyErr_SetString(PyExc_RecursionError, "containers nest too deep to be converted");
     return false;
@@ -63,23 +88,37 @@ bool MayEnter(PyObject* container, const Level* outer, const zrString& text, Wal
 
 bool AppendTo(zrString& text, PyObject* object, const Level* outer, Walk& walk);
 
-// The characters of an ASCII text, in place; null with an error pending for any other.
-const char* AsciiCharacters(PyObject* text) {
+std::atomic<bool> textsAreUtf8{false};
+
+// The characters of a text that is not ASCII: as UTF-8, which the text itself keeps from then on,
+// or null with an error pending. Making the error can collect garbage, which runs script code.
+const char* OtherCharacters(PyObject* text) {
+  const PyRef kept = PyRef::Borrow(text);
+  if (textsAreUtf8.load(std::memory_order_relaxed)) return PyUnicode_AsUTF8(text);
+  PyRef::Steal(PyUnicode_AsASCIIString(text));  // only for its error
+  return nullptr;
+}
+
+// The characters of a text, in place; null with an error pending when it has no form in the host.
+const char* Characters(PyObject* text) {
   if (!MakeReady(text)) return nullptr;
   if (PyUnicode_IS_ASCII(text)) {
     return reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(text));
   }
-  // Only for its error, the making of which can collect garbage, which runs script code.
-  const PyRef kept = PyRef::Borrow(text);
-  PyRef::Steal(PyUnicode_AsASCIIString(text));
-  return nullptr;
+  return OtherCharacters(text);
 }
 
-void SetText(zrVariant& out, const char* characters, Py_ssize_t size) {
-  if (static_cast<size_t>(size) < kLongText) {
+// How many bytes they are, or how many come ahead of the first NUL.
+size_t SizeOf(PyObject* text, const char* characters) {
+  return PyUnicode_IS_ASCII(text) ? static_cast<size_t>(PyUnicode_GET_LENGTH(text))
+                                  : std::strlen(characters);
+}
+
+void SetText(zrVariant& out, const char* characters, size_t size) {
+  if (size < kLongText) {
     out.SetString(characters);
   } else {
-    zrVariantAccess::TakeString(out, CopyUpToNul(characters, static_cast<size_t>(size)));
+    zrVariantAccess::TakeString(out, CopyUpToNul(characters, size));
   }
 }
 
@@ -111,35 +150,53 @@ void AppendItem(zrString& text, PyObject* key, PyObject* value, const Level& lev
   AppendSide(text, value, level, walk);
 }
 
+// False, with an error pending, where an iterator of a script's own has given enough.
+bool MayGiveMore(const zrString& text, Walk& walk) {
+  walk.work -= kOwnIteratorWork;
+  if (HasWorkLeft(text, walk)) return true;
+  PyErr_SetString(PyExc_MemoryError, "an iterator gave more than can be converted");
+  return false;
+}
+
+// Appends an entry for the element, where it has one. May leave an error pending, unless it gives
+// true.
+bool CollectElement(zrStlVector<zrString>& entries, PyObject* element, const Level& level,
+                    Walk& walk) {
+  if (PyUnicode_CheckExact(element)) {  // the commonest by far
+    const char* const characters = Characters(element);
+    if (characters) entries.emplace_back(characters);
+    return characters != nullptr;
+  }
+  entries.emplace_back();
+  if (AppendNumber(entries.back(), element)) return true;
+  if (!AppendTo(entries.back(), element, &level, walk)) entries.pop_back();
+  return false;
+}
+
 // The entries of the container that the level stands for, which is the outermost. False when there
 // are none to be had.
 bool CollectEntries(zrStlVector<zrString>& entries, const Level& level, Walk& walk) {
   entries.reserve(static_cast<size_t>(EntryCount(level.container)));
-  if (!IsDict(level.container)) {
-    return ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
-      if (PyUnicode_CheckExact(element)) {  // the commonest by far
-        if (const char* const characters = AsciiCharacters(element)) {
-          entries.emplace_back(characters);
-          return true;
-        }
-        errors.Park();
-        return true;
-      }
+  if (IsDict(level.container)) {
+    ForEachItem(level.container, [&](PyObject* key, PyObject* value, ErrorStash& errors) {
+      LockIsHeld();
       entries.emplace_back();
-      if (AppendNumber(entries.back(), element)) return true;
-      const bool written = AppendTo(entries.back(), element, &level, walk);
-      if (!written) entries.pop_back();
+      AppendItem(entries.back(), key, value, level, walk);
       errors.Park();
-      return true;
+      return GoesOn(walk);
     });
-  }
-  ForEachItem(level.container, [&](PyObject* key, PyObject* value, ErrorStash& errors) {
-    entries.emplace_back();
-    AppendItem(entries.back(), key, value, level, walk);
-    errors.Park();
     return true;
+  }
+  const bool mayNotEnd = HasOwnIterator(level.container);
+  return ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
+    LockIsHeld();
+    const size_t before = entries.size();
+    if (!CollectElement(entries, element, level, walk)) errors.Park();
+    if (mayNotEnd && entries.size() > before) {
+      walk.work -= static_cast<std::int64_t>(entries.back().size());
+    }
+    return (!mayNotEnd || MayGiveMore(zrString(), walk)) && GoesOn(walk);
   });
-  return true;
 }
 
 // The same as one text, in place: what a list of those entries reads like.
@@ -151,9 +208,12 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
     if (!std::exchange(first, false)) zrVariantAccess::NextEntry(text);
   };
   const auto end = [&](ErrorStash& errors) {
-    if (!errors.Park()) return true;
-    walk.work -= kErrorWork;
-    return HasWorkLeft(text, walk);
+    LockIsHeld();
+    if (errors.Park()) {
+      walk.work -= kErrorWork;
+      if (!HasWorkLeft(text, walk)) return false;
+    }
+    return GoesOn(walk);
   };
   zrVariantAccess::OpenList(text);
   bool walked = true;
@@ -164,11 +224,14 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
       return end(errors);
     });
   } else {
+    const bool mayNotEnd = HasOwnIterator(level.container);
     walked = ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
+      LockIsHeld();
+      if (mayNotEnd && !MayGiveMore(text, walk)) return false;
       const size_t mark = text.size();
       const bool wasFirst = first;
       begin();
-      if (AppendNumber(text, element)) return true;
+      if (AppendNumber(text, element)) return GoesOn(walk);
       if (!AppendTo(text, element, &level, walk)) {
         text.resize(mark);
         first = wasFirst;
@@ -188,7 +251,7 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
 
 bool AppendTo(zrString& text, PyObject* object, const Level* outer, Walk& walk) {
   if (PyUnicode_Check(object)) {
-    const char* const characters = AsciiCharacters(object);
+    const char* const characters = Characters(object);
     if (characters) text += characters;
     return characters != nullptr;
   }
@@ -217,6 +280,8 @@ bool AppendTo(zrString& text, PyObject* object, const Level* outer, Walk& walk) 
 
 }  // namespace
 
+void GiveTextsAsUtf8(bool utf8) { textsAreUtf8 = utf8; }
+
 bool AppendText(zrString& text, PyObject* object) {
   Walk walk;
   return AppendTo(text, object, nullptr, walk);
@@ -224,8 +289,8 @@ bool AppendText(zrString& text, PyObject* object) {
 
 bool ToVariant(zrVariant& out, PyObject* object) {
   if (PyUnicode_Check(object)) {
-    const char* const characters = AsciiCharacters(object);
-    if (characters) SetText(out, characters, PyUnicode_GET_LENGTH(object));
+    const char* const characters = Characters(object);
+    if (characters) SetText(out, characters, SizeOf(object, characters));
     return characters != nullptr;
   }
   if (PyBool_Check(object)) {
@@ -241,7 +306,7 @@ bool ToVariant(zrVariant& out, PyObject* object) {
     return true;
   }
   if (PyBytes_Check(object)) {
-    SetText(out, PyBytes_AS_STRING(object), PyBytes_GET_SIZE(object));
+    SetText(out, PyBytes_AS_STRING(object), static_cast<size_t>(PyBytes_GET_SIZE(object)));
     return true;
   }
   if (IsDict(object) || IsSequence(object)) {

@@ -1,7 +1,7 @@
 // The test of a runtime home. Private here: what each runtime needs. Test:
 // tests/core/HomeCheck_test.cpp.
-#include <zrpythoninterp/core/PyCompat.h>
-// PyCompat.h comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/core/HomeCheck.h>
 #include <zrpythoninterp/host/Platform.h>
 #include <zrpythoninterp/host/zrStlVector.h>
@@ -28,7 +28,7 @@ constexpr const char* kNeededUnlessFrozen[] = {"encodings/latin_1",
                                                "site",
                                                "os",
                                                "stat",
-                                               "posixpath",
+                                               kIsWindows ? "ntpath" : "posixpath",
                                                "genericpath",
                                                "_sitebuiltins",
                                                "_collections_abc"};
@@ -92,24 +92,38 @@ zrStlVector<zrString> Split(const char* searchPath) {
   return entries;
 }
 
+const zrString kMajor = std::to_string(kRuntimeMajor);
+const zrString kMinor = std::to_string(kRuntimeMinor) + kRuntimeVariant;
+
+zrStlVector<zrString> LibrariesOf(const zrString& home) {
+  if (kIsWindows) return {home + "/Lib"};
+  return {home + "/lib/python" + kMajor + "." + kMinor,
+          home + "/lib64/python" + kMajor + "." + kMinor};
+}
+
+// On Windows it lies beside the runtime's own library.
+zrString ArchiveOf(const zrString& home) {
+  return home + (kIsWindows ? "/python" : "/lib/python") + kMajor + kMinor + ".zip";
+}
+
 }  // namespace
+
+zrString RuntimeLibraryName() { return "python" + kMajor + kMinor + kRuntimeLibraryEnd; }
 
 bool HomeCanStart(const zrString& home, const char* searchPath) {
   // The runtime would take the text for a list of directories, or for a shorter one.
   if (home.find(kPathListSeparator) != zrString::npos || home.find('\0') != zrString::npos) {
     return false;
   }
-  const zrString major = std::to_string(kRuntimeMajor);
-  const zrString minor = std::to_string(kRuntimeMinor);
   Libraries libraries{Split(searchPath ? searchPath : ""), {}};
-  for (const char* directory : {"/lib/python", "/lib64/python"}) {
-    libraries.directories.push_back(home + directory + major + "." + minor);
-    if (IsForeign(libraries.directories.back())) return false;
+  for (const zrString& directory : LibrariesOf(home)) {
+    libraries.directories.push_back(directory);
+    if (IsForeign(directory)) return false;
   }
   if (libraries.CanStart()) return true;
 
   zrStlVector<zrString> files = Split(searchPath ? searchPath : "");
-  files.push_back(home + "/lib/python" + major + minor + ".zip");
+  files.push_back(ArchiveOf(home));
   for (const zrString& file : files) {
     if (IsReadableFile(file)) libraries.archives.push_back(ReadFile(file));
   }

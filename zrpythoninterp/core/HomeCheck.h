@@ -11,4 +11,7 @@ namespace zrpy {
 // may be in a zip file. True also where only the runtime can judge: whether the files are sound.
 bool HomeCanStart(const zrString& home, const char* searchPath);
 
+// The runtime's own library as Windows names it, without extension.
+zrString RuntimeLibraryName();
+
 }  // namespace zrpy

@@ -1,50 +1,71 @@
 // One thread state for each host thread that evaluates. Test: tests/flow/Threads_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/core/KeptThreadState.h>
+#include <zrpythoninterp/core/OldThreadStates.h>
 #include <zrpythoninterp/core/RuntimeLife.h>
 
-#include <mutex>
+#include <new>
+#include <thread>
+#include <utility>
 
 namespace zrpy {
 
 namespace {
 
-// Held while a thread gives its state back and while a life ends, so that a thread which ends just
-// then finds the runtime either whole for as long as it needs it, or not at all.
-std::mutex endings;
+PyInterpreterState* mainInterpreter = nullptr;  // written by starts, behind the shut door
 
-// One for each thread that keeps a state.
-struct Keeper {
-  std::uint64_t life = 0;
-
-  ~Keeper() {
-    const std::lock_guard<std::mutex> lock(endings);
-    if (life == 0 || life != RuntimeLife::Current() || Py_IsInitialized() == 0) return;
-    PyGILState_Ensure();
-    // Not by PyGILState_Release: up to 3.12 that clears the state with its count at zero, and
-    // script code which runs then and evaluates (a __del__ method) would destroy the state a second
-    // time.
-    PyThreadState_Clear(PyThreadState_Get());
-    PyThreadState_DeleteCurrent();  // gives the lock up
-  }
-};
-
-thread_local Keeper keeper;
+void Keep(ThreadRecord& thread, PyThreadState* state, bool isTheStarts) {
+  // The thread still remembers the last one, and that one took the place of the one before.
+  OldThreadStates::Free(
+      std::exchange(thread.oldState, thread.stateIsTheStarts ? nullptr : thread.state.load()));
+  thread.stateLife = RuntimeLife::Current();
+  thread.stateIsTheStarts = isTheStarts;
+  thread.state = state;
+}
 
 }  // namespace
 
-void KeepThreadState() {
-  const std::uint64_t life = RuntimeLife::Current();
-  if (life == 0) return;  // during a stop nothing new is kept
-  PyGILState_Ensure();
-  keeper.life = life;
-  PyEval_SaveThread();  // the state stays, with a count of one
+PyInterpreterState* MainInterpreter() { return mainInterpreter; }
+
+PyThreadState* OwnThreadState(const ThreadRecord& thread) {
+  PyThreadState* const own = OwnThreadState();
+  const bool isOld =
+      kThreadsRememberOldStates && own == thread.state && thread.stateLife != RuntimeLife::Newest();
+  return isOld ? nullptr : own;
 }
 
-void EndLife() {
-  const std::lock_guard<std::mutex> lock(endings);
-  RuntimeLife::End();
+void FreeOldThreadStates(ThreadRecord& thread) {
+  const bool isOver = thread.stateLife != RuntimeLife::Newest() && !thread.stateIsTheStarts;
+  OldThreadStates::Free(isOver ? thread.state.exchange(nullptr) : nullptr);
+  OldThreadStates::Free(std::exchange(thread.oldState, nullptr));
+}
+
+PyThreadState* KeepThreadState(ThreadRecord& thread) {
+  PyThreadState* const state = PyThreadState_New(mainInterpreter);
+  if (!state) throw std::bad_alloc();
+  Keep(thread, state, false);
+  return state;
+}
+
+void KeepTheStartsState(ThreadRecord& thread) {
+  mainInterpreter = PyThreadState_Get()->interp;
+  Keep(thread, PyThreadState_Get(), true);
+}
+
+// Not by PyGILState_Release: up to 3.12 that clears the state with its count at zero, and script
+// code which runs then and evaluates (a __del__ method) would destroy the state a second time.
+void GiveUpThreadState(ThreadRecord& thread) {
+  if (!thread.state || thread.stateIsTheStarts) return;
+  Visit visit;
+  if (!visit.EnterIfOpen() || thread.stateLife != RuntimeLife::Current()) return;
+  PyThreadState* const state = thread.state;
+  TakeLock(state);
+  PyThreadState_Clear(state);
+  thread.stateLife = 0;
+  thread.state = nullptr;
+  while (thread.interrupters != 0) std::this_thread::yield();
+  PyThreadState_DeleteCurrent();  // gives the lock up
 }
 
 }  // namespace zrpy

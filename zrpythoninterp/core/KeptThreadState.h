@@ -1,10 +1,32 @@
-// The end of the thread states that the library keeps; GilGuard.h makes them.
+// The thread states that the library keeps for the host's threads.
 #pragma once
+
+#include <zrpythoninterp/core/Door.h>
 
 namespace zrpy {
 
-// For the stop, without the lock: ends the running life. Threads that end from now on leave their
-// kept state to the runtime, which destroys it in its stop.
-void EndLife();
+// Makes a thread state for a host thread that has none, and keeps it until the thread ends or the
+// runtime stops, whichever comes first. Without it every evaluation would make and destroy one,
+// which costs many times what a small evaluation does, and forgets the script's thread-local
+// values. Without the lock; the state does not hold it. Throws std::bad_alloc.
+PyThreadState* KeepThreadState(ThreadRecord& thread);
+
+// For the start, lock held: the state that it made is the calling thread's, and its interpreter the
+// first.
+void KeepTheStartsState(ThreadRecord& thread);
+
+// The first interpreter, in which the library evaluates; null before the first start.
+PyInterpreterState* MainInterpreter();
+
+// The state on which the thread, which is the calling one, takes the lock in the newest life; null
+// where it has none yet.
+PyThreadState* OwnThreadState(const ThreadRecord& thread);
+
+// At the end of a thread, last: what is left of states whose life is over.
+void FreeOldThreadStates(ThreadRecord& thread);
+
+// At the end of a thread: gives the kept state back, unless its life has ended or a stop is under
+// way, which destroys it. Runs script code.
+void GiveUpThreadState(ThreadRecord& thread);
 
 }  // namespace zrpy

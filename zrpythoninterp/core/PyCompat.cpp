@@ -1,37 +1,149 @@
 // The start of the runtime and its instructions, which differ most between its releases.
 #include <zrpythoninterp/core/PyCompat.h>
 #include <zrpythoninterp/core/PyRef.h>
+#include <zrpythoninterp/core/StartVariables.h>
+#include <zrpythoninterp/core/Subinterpreters.h>
+#include <zrpythoninterp/host/zrWString.h>
 
+#include <atomic>
+#include <mutex>
+#include <new>
 #include <utility>
 
 // Here alone: its macros have short and common names.
 #include <opcode.h>
 
+// Here alone, so that it is said once.
+#if PY_VERSION_HEX >= 0x03100000
+#if defined(__GNUC__)
+#warning \
+    "zrpythoninterp knows CPython 3.5 to 3.15: the tests tell whether it is at home on this one"
+#else
+#pragma message("zrpythoninterp knows CPython 3.5 to 3.15: the tests tell about this one")
+#endif
+#endif
+
+#if PY_VERSION_HEX >= 0x030C0000 && PY_VERSION_HEX < 0x030D0000
+// Declared in the runtime's internal headers alone.
+extern "C" PyAPI_FUNC(void) _PyEval_SignalAsyncExc(PyInterpreterState* interp);
+#endif
+
 namespace zrpy {
+
+#if PY_VERSION_HEX < 0x030C0000
+
+namespace {
+
+// Those that wait at the same time share one change. The runtime reads and writes the interval
+// without a lock of its own.
+struct Switching {
+  std::mutex mutex;
+  int users = 0;
+  unsigned long asked = 0;
+};
+Switching& switching = *new Switching;
+constexpr unsigned long kSoon = 5000;  // microseconds, the runtime's own default
+
+}  // namespace
+
+SwitchesSoon::SwitchesSoon() {
+  const std::lock_guard<std::mutex> lock(switching.mutex);
+  if (switching.users++ > 0) return;
+  switching.asked = _PyEval_GetSwitchInterval();
+  if (switching.asked > kSoon) _PyEval_SetSwitchInterval(kSoon);
+}
+
+SwitchesSoon::~SwitchesSoon() {
+  const std::lock_guard<std::mutex> lock(switching.mutex);
+  if (--switching.users > 0 || switching.asked <= kSoon) return;
+  if (_PyEval_GetSwitchInterval() == kSoon) _PyEval_SetSwitchInterval(switching.asked);
+}
+
+#else
+
+// An interrupt that a script left there itself stays.
+void LeaveInterrupt(PyThreadState* state) {
+  static_assert(sizeof(std::atomic<PyObject*>) == sizeof state->async_exc);
+  PyObject* none = nullptr;
+  reinterpret_cast<std::atomic<PyObject*>*>(&state->async_exc)
+      ->compare_exchange_strong(none, PyExc_KeyboardInterrupt);
+#if PY_VERSION_HEX >= 0x030D0000
+  constexpr uintptr_t kAsyncExceptionBit = 1U << 3;
+  _Py_atomic_or_uintptr(&state->eval_breaker, kAsyncExceptionBit);
+#else
+  _PyEval_SignalAsyncExc(state->interp);
+#endif
+}
+
+#endif
 
 #if PY_VERSION_HEX >= 0x03080000
 
-bool StartRuntime(const wchar_t* home, const wchar_t* program) {
+namespace {
+
+// The allocator serves all lives, since an object may outlive the one that made it.
+PyStatus PreInitialize(int allocator) {
+  static const int chosen = allocator;
   PyPreConfig before;
   PyPreConfig_InitPythonConfig(&before);
   before.parse_argv = 0;
+  before.use_environment = 0;
+  before.dev_mode = 0;
   before.coerce_c_locale = 0;  // the host's environment is its own
   before.coerce_c_locale_warn = 0;
   before.utf8_mode = 1;
-  if (PyStatus_Exception(Py_PreInitialize(&before))) return false;
+  before.allocator = chosen;
+  const PyStatus status = Py_PreInitialize(&before);
+  if (chosen == 0 || !PyStatus_Exception(status)) return status;
+  before.allocator = 0;  // not every build has every one
+  return Py_PreInitialize(&before);
+}
+
+// The runtime's own reading of the environment comes second, when all that can refuse a start or
+// take the host's signals has a value, which it keeps. What a later release may find wrong there
+// keeps it from reading any.
+PyStatus Read(PyConfig& config) {
+  config.use_environment = 0;
+  const PyStatus status = PyConfig_Read(&config);
+  if (PyStatus_Exception(status)) return status;
+  config.use_environment = 1;
+  if (PyStatus_Exception(PyConfig_Read(&config))) config.use_environment = 0;
+  return status;
+}
+
+}  // namespace
+
+const char* StartRuntime(const wchar_t* home, const wchar_t* program,
+                         const StartVariables& variables) {
+  PyStatus status = PreInitialize(variables.allocator);
+  if (PyStatus_Exception(status)) return status.err_msg;
 
   PyConfig config;
   PyConfig_InitPythonConfig(&config);
   config.parse_argv = 0;
   config.configure_c_stdio = 0;
   config.pathconfig_warnings = 0;
-  PyStatus status = PyConfig_SetString(&config, &config.home, home);
+#if PY_VERSION_HEX >= 0x030E0000
+  // Code from other processes: it would find no main thread in a host, and say nothing useful.
+  config.remote_debug = 0;
+#endif
+  if (variables.hasSeed) {
+    config.use_hash_seed = 1;
+    config.hash_seed = variables.seed;
+  }
+  status = PyConfig_SetString(&config, &config.home, home);
   if (!PyStatus_Exception(status)) {
     status = PyConfig_SetString(&config, &config.program_name, program);
   }
+  if (!PyStatus_Exception(status) && !variables.searchPath.empty()) {
+    const zrWString searchPath(variables.searchPath);
+    status = PyConfig_SetString(&config, &config.pythonpath_env, searchPath.c_str());
+  }
+  if (!PyStatus_Exception(status)) status = Read(config);
   if (!PyStatus_Exception(status)) status = Py_InitializeFromConfig(&config);
   PyConfig_Clear(&config);
-  return !PyStatus_Exception(status) && Py_IsInitialized() != 0;
+  if (!PyStatus_Exception(status)) return nullptr;
+  return status.err_msg ? status.err_msg : "it ended itself";
 }
 
 #else
@@ -58,9 +170,22 @@ void SetOtherDefaults() {
   PyErr_Clear();
 }
 
+// Without this the start would end the process when the site module fails, as it does with a
+// sitecustomize that exits. So it runs behind the start, and finds all as if it ran inside.
+bool ImportSite() {
+  constexpr Py_ssize_t kNoSite = 6;  // the place in sys.flags on these releases
+  PyObject* const flags = PySys_GetObject("flags");
+  PyObject* const off = PyLong_FromLong(0);
+  if (!flags || !off) return false;
+  const PyRef on = PyRef::Steal(PyStructSequence_GetItem(flags, kNoSite));
+  PyStructSequence_SetItem(flags, kNoSite, off);
+  return static_cast<bool>(PyRef::Steal(PyImport_ImportModule("site")));
+}
+
 }  // namespace
 
-bool StartRuntime(const wchar_t* home, const wchar_t* program) {
+const char* StartRuntime(const wchar_t* home, const wchar_t* program,
+                         const StartVariables& /*variables*/) {
   static bool again = false;
   if (again) Py_SetRecursionLimit(kRecursionLimit);
 #if PY_VERSION_HEX >= 0x03070000
@@ -69,10 +194,47 @@ bool StartRuntime(const wchar_t* home, const wchar_t* program) {
   // Neither call changes the text; only the signatures of the oldest runtimes are not const.
   Py_SetPythonHome(const_cast<wchar_t*>(home));
   Py_SetProgramName(const_cast<wchar_t*>(program));
+  Py_NoSiteFlag = 1;
   Py_Initialize();
-  if (Py_IsInitialized() == 0) return false;
+  Py_NoSiteFlag = 0;
+  if (Py_IsInitialized() == 0) return "it is not up";
+  if (!ImportSite()) return "Failed to import the site module";
   if (std::exchange(again, true)) SetOtherDefaults();
-  return true;
+  return nullptr;
+}
+
+#endif
+
+// ---- later lives ----
+
+#if PY_VERSION_HEX >= 0x030C0000 && PY_VERSION_HEX < 0x030C0500
+
+// The runtime has all descriptions on a list, newest first. One of our own, newly filled, stands at
+// its head and knows the others.
+KeywordsForget::KeywordsForget() {
+  static const char* const keywords[] = {"any", nullptr};
+  static _PyArg_Parser own = {};
+  own.keywords = keywords;
+  own.fname = "any";
+  PyObject* none = Py_None;
+  PyObject* found[1] = {};
+  // In brackets: the macro of the name would not look at the description.
+  if (!(_PyArg_UnpackKeywords)(&none, 1, nullptr, nullptr, &own, 0, 1, 0, found)) PyErr_Clear();
+  for (_PyArg_Parser* parser = &own; parser != nullptr; parser = parser->next) {
+    if (parser->initialized != 1) continue;
+    try {
+      filled_.push_back(parser);
+    } catch (const std::bad_alloc&) {
+      return;  // the stop goes on; those left out stay as the release leaves them
+    }
+  }
+}
+
+KeywordsForget::~KeywordsForget() {
+  for (void* const filled : filled_) {
+    auto* const parser = static_cast<_PyArg_Parser*>(filled);
+    if (parser->kwtuple == nullptr) parser->initialized = 0;
+  }
 }
 
 #endif
@@ -142,6 +304,19 @@ Op OpOf(unsigned char opcode) {
     default:
       return Op::kOther;
   }
+}
+
+// ---- interpreters that scripts make ----
+
+bool LeftInterpretersEndTheProcess() { return PY_VERSION_HEX < 0x030E0000; }
+
+bool RunsCode(PyThreadState* state) {
+#if PY_VERSION_HEX >= 0x03090000
+  PyFrameObject* const frame = PyThreadState_GetFrame(state);
+  return static_cast<bool>(PyRef::Steal(reinterpret_cast<PyObject*>(frame)));
+#else
+  return state->frame != nullptr;
+#endif
 }
 
 }  // namespace zrpy

@@ -1,5 +1,5 @@
 // The one place that knows which CPython it is compiled for: everything that differs between
-// CPython 3.5 and 3.13 has one name here, with the meaning that it has on the newest. It is the
+// CPython 3.5 and 3.15 has one name here, with the meaning that it has on the newest. It is the
 // first include of each file that needs the runtime, since Python.h sets feature macros for the
 // standard headers.
 #pragma once
@@ -11,17 +11,11 @@
 #include <marshal.h>
 #include <pythread.h>
 
-#if PY_VERSION_HEX < 0x03050000 || PY_VERSION_HEX >= 0x030F0000
-#error "zrpythoninterp is made for CPython 3.5 to 3.13"
-#endif
+#include <vector>
 
-#if defined(__GNUC__)
-#define ZR_DEPRECATED_CALLS_BEGIN \
-  _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wdeprecated-declarations\"")
-#define ZR_DEPRECATED_CALLS_END _Pragma("GCC diagnostic pop")
-#else
-#define ZR_DEPRECATED_CALLS_BEGIN __pragma(warning(push)) __pragma(warning(disable : 4996))
-#define ZR_DEPRECATED_CALLS_END __pragma(warning(pop))
+// A release that is newer than this file knows is tried, with a warning from PyCompat.cpp.
+#if PY_VERSION_HEX < 0x03050000
+#error "zrpythoninterp is made for CPython 3.5 to 3.15"
 #endif
 
 namespace zrpy {
@@ -29,6 +23,19 @@ namespace zrpy {
 // ---- where the runtime's files lie, relative to its home ----
 constexpr int kRuntimeMajor = PY_MAJOR_VERSION;
 constexpr int kRuntimeMinor = PY_MINOR_VERSION;
+
+// What stands behind the release in the names of the runtime's library and program.
+#ifdef Py_GIL_DISABLED
+constexpr const char* kRuntimeVariant = "t";
+#else
+constexpr const char* kRuntimeVariant = "";
+#endif
+// Windows: what stands behind that in the name of a debug build's library.
+#ifdef Py_DEBUG
+constexpr const char* kRuntimeLibraryEnd = "_d";
+#else
+constexpr const char* kRuntimeLibraryEnd = "";
+#endif
 
 // From 3.11 on the modules that a start needs, all but the encodings, are frozen into the runtime;
 // a debug build does not use those.
@@ -58,12 +65,53 @@ constexpr LibraryMarks kLibraryMarks = {3360, 3379};
 constexpr LibraryMarks kLibraryMarks = {3320, 3351};
 #endif
 
+// ---- the lock (a build of 3.13 or newer may have none: "free-threaded") ----
+
+#ifdef Py_GIL_DISABLED
+constexpr bool kHasGlobalLock = false;
+
+// A mutex that a waiting thread waits for without keeping the runtime from what it does with all
+// threads stopped, such as the collection of garbage.
+class MutexWithoutGlobalLock {
+ public:
+  void Lock() { PyMutex_Lock(&mutex_); }
+  void Unlock() { PyMutex_Unlock(&mutex_); }
+
+ private:
+  PyMutex mutex_ = {0};
+};
+#else
+constexpr bool kHasGlobalLock = true;
+
+class MutexWithoutGlobalLock {
+ public:
+  void Lock() {}
+  void Unlock() {}
+};
+#endif
+
 // ---- start (PyConfig since 3.8) ----
 
-// Brings the runtime up, with UTF-8 as its text encoding wherever the runtime offers that (3.7).
-// Both texts must live as long as the process. Gives false when the runtime refused; it can then
-// never be started in this process. The lock is held by the calling thread afterwards.
-bool StartRuntime(const wchar_t* home, const wchar_t* program);
+struct StartVariables;
+
+// Variables that a start reads of the environment by itself, whatever it is told otherwise, and
+// that can make it fail or end the process. Up to 3.7 nothing of this can be told.
+#if PY_VERSION_HEX >= 0x03080000
+constexpr const char* kRefusingVariables[] = {"PYTHONPLATLIBDIR", "PYTHON_CPU_COUNT", "PYTHON_GIL"};
+#else
+constexpr const char* kRefusingVariables[] = {
+    "PYTHONCOERCECLOCALE",     "PYTHONDEVMODE",     "PYTHONFAULTHANDLER", "PYTHONHASHSEED",
+    "PYTHONINTMAXSTRDIGITS",   "PYTHONIOENCODING",  "PYTHONMALLOC",       "PYTHONMALLOCSTATS",
+    "PYTHONPROFILEIMPORTTIME", "PYTHONTRACEMALLOC", "PYTHONUTF8",
+};
+#endif
+
+// Brings the runtime up, with UTF-8 as its text encoding wherever the runtime offers that (3.7), as
+// the variables say. home and program must live as long as the process. Null when it is up, which
+// is said with Py_IsInitialized; what the runtime says otherwise. The calling thread may hold the
+// lock afterwards either way, with an error pending when it failed.
+const char* StartRuntime(const wchar_t* home, const wchar_t* program,
+                         const StartVariables& variables);
 
 // Since 3.7 the start itself makes the lock usable by other threads.
 inline void EnableThreads() {
@@ -86,12 +134,52 @@ inline void UnbindThreadState(PyThreadState* state) {
 #endif
 }
 
-// Deprecated since 3.11, with no other call that leaves sys.path alone on all.
-inline void SetArguments(int count, wchar_t** arguments) {
-  ZR_DEPRECATED_CALLS_BEGIN
-  PySys_SetArgvEx(count, arguments, 0);
-  ZR_DEPRECATED_CALLS_END
+// Whether a thread remembers, beyond a stop, the state that it had, and the runtime then takes that
+// for the thread's (3.15).
+constexpr bool kThreadsRememberOldStates = PY_VERSION_HEX >= 0x030F0000;
+
+// Whether MoveToStack does anything.
+constexpr bool kStatesBearStacks = PY_VERSION_HEX >= 0x030E0100;
+
+// Lock held, on the state. Tells the runtime that the state's thread now stands on another stack,
+// as a thread state bears the bounds of the stack on which it was first used (3.14.1, which added
+// the call, and newer; 3.14.0 cannot be told): outside of them the runtime thinks that the stack
+// ends, and puts off what needs any.
+inline void MoveToStack(PyThreadState* state, void* low, size_t size) {
+#if PY_VERSION_HEX >= 0x030E0100
+  if (PyUnstable_ThreadState_SetStackProtection(state, low, size) < 0) PyErr_Clear();  // too small
+#else
+  static_cast<void>(state);
+  static_cast<void>(low);
+  static_cast<void>(size);
+#endif
 }
+
+// ---- later lives ----
+
+// Whether the types that an extension module keeps in static memory may be used in the next life.
+// In 3.12 the memory for all objects goes with the life, and with it what such types hold.
+constexpr bool kStaticTypesOutliveTheRuntime =
+    PY_VERSION_HEX < 0x030C0000 || PY_VERSION_HEX >= 0x030D0000;
+
+// Around a stop, with the lock held when it is made: up to 3.12.4 the descriptions of keyword
+// arguments that functions in extension modules keep in static memory are emptied by a stop and
+// still say that they are full, so that the next life crashes on them. Nothing on other releases.
+class KeywordsForget {
+ public:
+#if PY_VERSION_HEX >= 0x030C0000 && PY_VERSION_HEX < 0x030C0500
+  KeywordsForget();
+  ~KeywordsForget();
+#else
+  KeywordsForget() = default;
+  ~KeywordsForget() { static_cast<void>(filled_); }
+#endif
+  KeywordsForget(const KeywordsForget&) = delete;
+  KeywordsForget& operator=(const KeywordsForget&) = delete;
+
+ private:
+  std::vector<void*> filled_;
+};
 
 // ---- the last printed error (sys.last_exc since 3.12, beside the older three) ----
 #if PY_VERSION_HEX >= 0x030C0000
@@ -99,6 +187,74 @@ constexpr bool kHasLastException = true;
 #else
 constexpr bool kHasLastException = false;
 #endif
+
+// ---- errors as they are shown ----
+
+// Since 3.13 the runtime prints errors with the Python code of its module traceback. It writes in
+// colours there, and decides about them for a given stream since 3.14.
+constexpr bool kPrintsErrorsWithPython = PY_VERSION_HEX >= 0x030D0000;
+
+// Writes an error as the runtime prints it to an object with the methods write and flush. Gives
+// false where the runtime has no such function, having done nothing. Leaves no error pending.
+#if PY_VERSION_HEX >= 0x03080000 && PY_VERSION_HEX < 0x030D0000
+extern "C" PyAPI_FUNC(void)
+    _PyErr_Display(PyObject* file, PyObject* type, PyObject* value, PyObject* traceback);
+inline bool PrintErrorTo(PyObject* file, PyObject* type, PyObject* value, PyObject* traceback) {
+  _PyErr_Display(file, type, value, traceback);
+  PyErr_Clear();
+  return true;
+}
+#else
+inline bool PrintErrorTo(PyObject*, PyObject*, PyObject*, PyObject*) { return false; }
+#endif
+
+// New reference to the tuple of a group's errors (3.11), or null for what is no group.
+inline PyObject* NewGroupMembers(PyObject* error) {
+#if PY_VERSION_HEX >= 0x030B0000
+  if (PyObject_TypeCheck(error, reinterpret_cast<PyTypeObject*>(PyExc_BaseExceptionGroup)) == 0) {
+    return nullptr;
+  }
+  PyObject* const members = reinterpret_cast<PyBaseExceptionGroupObject*>(error)->excs;
+  Py_XINCREF(members);
+  return members;
+#else
+  static_cast<void>(error);
+  return nullptr;
+#endif
+}
+
+// Where a text that does not compile goes wrong to (3.10): line and column behind it, borrowed, or
+// null.
+struct SyntaxEnd {
+  PyObject* line = nullptr;
+  PyObject* column = nullptr;
+};
+inline SyntaxEnd EndOf(const PySyntaxErrorObject* error) {
+#if PY_VERSION_HEX >= 0x030A0000
+  return {error->end_lineno, error->end_offset};
+#else
+  static_cast<void>(error);
+  return {};
+#endif
+}
+
+// Audit hooks came with 3.8. False when a hook objects to the print of an error, which is then not
+// printed. Leaves no error pending.
+inline bool AuditPrint(PyObject* hook, PyObject* type, PyObject* value, PyObject* traceback) {
+#if PY_VERSION_HEX >= 0x03080000
+  if (PySys_Audit("sys.excepthook", "OOOO", hook, type, value, traceback) == 0) return true;
+  const bool silent = PyErr_ExceptionMatches(PyExc_RuntimeError) != 0;
+  if (!silent) PyErr_WriteUnraisable(nullptr);
+  PyErr_Clear();
+  return !silent;
+#else
+  static_cast<void>(hook);
+  static_cast<void>(type);
+  static_cast<void>(value);
+  static_cast<void>(traceback);
+  return true;
+#endif
+}
 
 // ---- running code ----
 
@@ -108,6 +264,40 @@ inline bool AuditExec(PyObject* code) {
   return PySys_Audit("exec", "O", code) == 0;
 #else
   static_cast<void>(code);
+  return true;
+#endif
+}
+
+// The same for a file that is opened, as the runtime's own opening raises it; path is a text. The
+// mode is "r" or "rb".
+inline bool AuditOpen(PyObject* path, const char* mode) {
+#if PY_VERSION_HEX >= 0x03080000
+  return PySys_Audit("open", "Osi", path, mode, 0) == 0;
+#else
+  static_cast<void>(path);
+  static_cast<void>(mode);
+  return true;
+#endif
+}
+
+// The same for a text that need not be compiled, in the place of the compilation.
+inline bool AuditCompile(const char* text, PyObject* fileName) {
+#if PY_VERSION_HEX >= 0x03080000
+  return PySys_Audit("compile", "yO", text, fileName) == 0;
+#else
+  static_cast<void>(text);
+  static_cast<void>(fileName);
+  return true;
+#endif
+}
+
+// The same for a compiled file, of which hooks are told since 3.9.
+inline bool AuditUnmarshal(const char* data, Py_ssize_t size) {
+#if PY_VERSION_HEX >= 0x03090000
+  return PySys_Audit("marshal.loads", "y#", data, size) == 0;
+#else
+  static_cast<void>(data);
+  static_cast<void>(size);
   return true;
 #endif
 }
@@ -125,37 +315,6 @@ inline bool CompleteNamespace(PyObject* globals, PyObject* builtinsName) {
 #endif
 }
 
-// True when running code could be noticed by more than the code: by a trace or a profile function
-// of this thread, or, since 3.12, by a tool that cannot be asked for.
-inline bool ThreadMayBeWatched() {
-#if PY_VERSION_HEX >= 0x030C0000
-  return true;
-#else
-  const PyThreadState* const thread = PyThreadState_Get();
-  return thread->c_tracefunc != nullptr || thread->c_profilefunc != nullptr;
-#endif
-}
-
-// Keeps the collector of garbage, and with it the finalizers of scripts, from running for its life;
-// nothing before 3.10, which has no call for that.
-class GarbageWaits {
- public:
-#if PY_VERSION_HEX >= 0x030A0000
-  GarbageWaits() : collects_(PyGC_Disable() != 0) {}
-  ~GarbageWaits() {
-    if (collects_) PyGC_Enable();
-  }
-#else
-  GarbageWaits() = default;
-  ~GarbageWaits() { static_cast<void>(collects_); }
-#endif
-  GarbageWaits(const GarbageWaits&) = delete;
-  GarbageWaits& operator=(const GarbageWaits&) = delete;
-
- private:
-  bool collects_ = false;
-};
-
 // Keeps the trace function of the calling thread out for its life.
 class TracingWaits {
  public:
@@ -169,6 +328,45 @@ class TracingWaits {
   TracingWaits(const TracingWaits&) = delete;
   TracingWaits& operator=(const TracingWaits&) = delete;
 };
+
+// Since 3.14 the filters of warnings can belong to a context, and are asked ahead of those of the
+// process.
+constexpr bool kWarningsHaveContexts = PY_VERSION_HEX >= 0x030E0000;
+
+// What a code object takes by itself. Up to 3.10 it keeps a frame for its next run; since 3.11 its
+// instructions stand in it.
+inline size_t OwnCodeSize(PyCodeObject* code) {
+#if PY_VERSION_HEX >= 0x030B0000
+  return static_cast<size_t>(_PyObject_VAR_SIZE(Py_TYPE(code), Py_SIZE(code)));
+#else
+  const auto slots = static_cast<size_t>(code->co_nlocals + code->co_stacksize);
+  return sizeof(PyCodeObject) + sizeof(PyFrameObject) + slots * sizeof(PyObject*);
+#endif
+}
+
+// Calls visit(part) with each object behind a code object, borrowed, that can be of some size. A
+// part can be null.
+template <typename Visit>
+void ForEachCodePart(PyCodeObject* code, Visit visit) {
+  visit(code->co_consts);
+  visit(code->co_names);
+#if PY_VERSION_HEX >= 0x030B0000
+  visit(code->co_linetable);
+  visit(code->co_exceptiontable);
+  visit(code->co_localsplusnames);
+  visit(code->co_localspluskinds);
+#else
+  visit(code->co_code);
+  visit(code->co_varnames);
+  visit(code->co_freevars);
+  visit(code->co_cellvars);
+#if PY_VERSION_HEX >= 0x030A0000
+  visit(code->co_linetable);
+#else
+  visit(code->co_lnotab);
+#endif
+#endif
+}
 
 // The words of a compiled file between its magic word and its code: time and size, and from 3.7 on
 // flags ahead of them.
@@ -188,12 +386,186 @@ inline PyThreadState* CurrentThreadState() {
 #endif
 }
 
+// Whether that is always the calling thread's.
+constexpr bool kCurrentStateIsTheThreads = PY_VERSION_HEX >= 0x030C0000;
+
+// ---- interrupts ----
+
+// Since 3.12 an interrupt can be left with a running thread without the lock: what
+// PyThreadState_SetAsyncExc does under it touches only these words, and the class of the exception
+// is never freed. The state must stay until the call is over.
+#if PY_VERSION_HEX >= 0x030C0000
+constexpr bool kInterruptsWithoutLock = true;
+void LeaveInterrupt(PyThreadState* state);
+#else
+constexpr bool kInterruptsWithoutLock = false;
+inline void LeaveInterrupt(PyThreadState*) {}
+#endif
+
+// Up to 3.11 it takes the lock, which a script that sets the switch interval to hours would not
+// hand on in this time: for its life the interval is short. Made without the lock, ends with it.
+class SwitchesSoon {
+ public:
+#if PY_VERSION_HEX < 0x030C0000
+  SwitchesSoon();
+  ~SwitchesSoon();
+#else
+  SwitchesSoon() = default;
+  ~SwitchesSoon() {}
+#endif
+  SwitchesSoon(const SwitchesSoon&) = delete;
+  SwitchesSoon& operator=(const SwitchesSoon&) = delete;
+};
+
 // The thread identifier in the form that PyThreadState_SetAsyncExc takes (unsigned since 3.7).
 #if PY_VERSION_HEX >= 0x03070000
 using AsyncThreadId = unsigned long;
 #else
 using AsyncThreadId = long;
 #endif
+
+// ---- what others hold, as references of our own (calls since 3.13) ----
+// A borrowed object is gone as soon as script code runs that takes it away, and without the lock at
+// any time.
+
+// New reference to the value under the key. Null with no error pending when there is none, with one
+// when the look-up failed: it can meet a key of a script's own class.
+inline PyObject* NewDictItem(PyObject* dict, PyObject* key) {
+#if PY_VERSION_HEX >= 0x030D0000
+  PyObject* value = nullptr;
+  return PyDict_GetItemRef(dict, key, &value) > 0 ? value : nullptr;
+#else
+  PyObject* const value = PyDict_GetItemWithError(dict, key);
+  Py_XINCREF(value);
+  return value;
+#endif
+}
+
+// The same for a name in UTF-8. No error may be pending ahead of it.
+inline PyObject* NewDictItem(PyObject* dict, const char* name) {
+  PyObject* const key = PyUnicode_FromString(name);
+  if (!key) return nullptr;
+  PyObject* const item = NewDictItem(dict, key);
+  Py_DECREF(key);
+  return item;
+}
+
+// New reference to what is under the key, which is the value where there was nothing. Null with an
+// error pending.
+inline PyObject* NewSetDefault(PyObject* dict, PyObject* key, PyObject* value) {
+#if PY_VERSION_HEX >= 0x030D0000
+  PyObject* found = nullptr;
+  static_cast<void>(PyDict_SetDefaultRef(dict, key, value, &found));
+  return found;
+#else
+  PyObject* const found = PyDict_SetDefault(dict, key, value);
+  Py_XINCREF(found);
+  return found;
+#endif
+}
+
+// The next entry of a walk, as new references; false at its end. Runs no script code. A dictionary
+// may change between two steps.
+inline bool NextDictItem(PyObject* dict, Py_ssize_t& position, PyObject*& key, PyObject*& value) {
+  bool more = false;
+#ifdef Py_GIL_DISABLED  // elsewhere the two would open and close a block of no use
+  Py_BEGIN_CRITICAL_SECTION(dict);
+#endif
+  more = PyDict_Next(dict, &position, &key, &value) != 0;
+  if (more) {
+    Py_INCREF(key);
+    Py_INCREF(value);
+  }
+#ifdef Py_GIL_DISABLED
+  Py_END_CRITICAL_SECTION();
+#endif
+  return more;
+}
+
+// New reference, or null with no error pending when the list is not as long.
+inline PyObject* NewListItem(PyObject* list, Py_ssize_t index) {
+#if defined(Py_GIL_DISABLED)
+  PyObject* const item = PyList_GetItemRef(list, index);
+  if (!item) PyErr_Clear();
+  return item;
+#else
+  if (index >= PyList_GET_SIZE(list)) return nullptr;
+  PyObject* const item = PyList_GET_ITEM(list, index);
+  Py_INCREF(item);
+  return item;
+#endif
+}
+
+// New reference to the builtins of the running frame, or of the interpreter where none runs.
+inline PyObject* NewBuiltins() {
+#if PY_VERSION_HEX >= 0x030D0000
+  return PyEval_GetFrameBuiltins();
+#else
+  PyObject* const builtins = PyEval_GetBuiltins();
+  Py_XINCREF(builtins);
+  return builtins;
+#endif
+}
+
+// An imported module. Null with or without an error pending. No error may be pending.
+inline PyObject* NewImportedModule(const char* name) {
+  PyObject* const modules = PyImport_GetModuleDict();  // the interpreter keeps it
+  return modules && PyDict_Check(modules) ? NewDictItem(modules, name) : nullptr;
+}
+
+// The same, made empty where nothing or no module is imported under the name. Null with an error
+// pending.
+inline PyObject* NewModule(const char* name) {
+#if PY_VERSION_HEX >= 0x030D0000
+  return PyImport_AddModuleRef(name);
+#else
+  PyObject* const module = PyImport_AddModule(name);
+  Py_XINCREF(module);
+  return module;
+#endif
+}
+
+// What sys holds under the name. Null with or without an error pending. No error may be pending.
+inline PyObject* NewSysObject(const char* name) {
+#if PY_VERSION_HEX >= 0x030F0000
+  PyObject* object = nullptr;
+  static_cast<void>(PySys_GetOptionalAttrString(name, &object));
+  return object;
+#else
+#ifdef Py_GIL_DISABLED
+  if (PyObject* const sys = NewImportedModule("sys")) {
+    PyObject* object = nullptr;
+    static_cast<void>(PyObject_GetOptionalAttrString(sys, name, &object));
+    Py_DECREF(sys);
+    return object;
+  }
+  if (PyErr_Occurred()) return nullptr;
+#endif
+  PyObject* const object = PySys_GetObject(name);
+  Py_XINCREF(object);
+  return object;
+#endif
+}
+
+// ---- functions of our own (arguments in an array since 3.7) ----
+
+using FastFunction = PyObject* (*)(PyObject* self, PyObject* const* arguments, Py_ssize_t count);
+
+// The definition of a function that takes any number of arguments, by position alone. Borrows both
+// texts.
+template <FastFunction kFunction>
+PyMethodDef FastMethod(const char* name, const char* doc) {
+#if PY_VERSION_HEX >= 0x03070000
+  const auto plain = reinterpret_cast<void (*)()>(kFunction);
+  return {name, reinterpret_cast<PyCFunction>(plain), METH_FASTCALL, doc};
+#else
+  const PyCFunction call = [](PyObject* self, PyObject* arguments) {
+    return kFunction(self, reinterpret_cast<PyTupleObject*>(arguments)->ob_item,
+                     PyTuple_GET_SIZE(arguments));
+  };
+  return {name, call, METH_VARARGS, doc};
+#endif
+}
 
 // ---- text ----
 
@@ -220,15 +592,57 @@ inline PyCodeObject* NewFrameCode(PyFrameObject* frame) {
 #endif
 }
 
-// The number of calling frames behind the frame: 0 for the outermost. Runs no Python code.
+// New reference to the frame that called the frame; null where there is none, or it is not known.
+inline PyObject* NewFrameBack(PyFrameObject* frame) {
+#if PY_VERSION_HEX >= 0x03090000
+  return reinterpret_cast<PyObject*>(PyFrame_GetBack(frame));
+#else
+  Py_XINCREF(frame->f_back);
+  return reinterpret_cast<PyObject*>(frame->f_back);
+#endif
+}
+
+// New reference to the names of the frame's module.
+inline PyObject* NewFrameGlobals(PyFrameObject* frame) {
+#if PY_VERSION_HEX >= 0x030B0000
+  return PyFrame_GetGlobals(frame);
+#else
+  Py_INCREF(frame->f_globals);
+  return frame->f_globals;
+#endif
+}
+
+// Where an entry of a traceback stands in its file. Lines from 1. Columns in bytes of UTF-8, from
+// 0; -1 where the runtime knows none, as all do before 3.11.
+struct EntryPosition {
+  int line;
+  int column = -1;
+  int endLine = -1;
+  int endColumn = -1;
+};
+inline EntryPosition PositionOf(const PyTracebackObject* entry, PyCodeObject* code) {
+#if PY_VERSION_HEX >= 0x030B0000
+  EntryPosition at{0};
+  if (PyCode_Addr2Location(code, entry->tb_lasti, &at.line, &at.column, &at.endLine,
+                           &at.endColumn) == 0) {
+    at = {0};
+  }
+  return at;
+#else
+  static_cast<void>(code);
+  return {entry->tb_lineno};
+#endif
+}
+
+// The number of calling frames behind the frame: 0 for the outermost. From 3.11 on it makes the
+// frames' objects, and the collection of garbage that this can start runs script code.
 inline int FrameDepth(PyFrameObject* frame) {
   int depth = 0;
 #if PY_VERSION_HEX >= 0x030B0000
-  // A caller's frame lives as long as the frame that it called: no reference need be kept.
-  for (PyFrameObject* back = PyFrame_GetBack(frame); back != nullptr;
-       back = PyFrame_GetBack(back)) {
+  for (PyFrameObject* back = PyFrame_GetBack(frame); back != nullptr; ++depth) {
+    PyFrameObject* const next = PyFrame_GetBack(back);
     Py_DECREF(back);
-    ++depth;
+    back = next;
   }
 #else
   for (PyFrameObject* back = frame->f_back; back != nullptr; back = back->f_back) ++depth;

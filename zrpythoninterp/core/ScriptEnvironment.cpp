@@ -1,13 +1,16 @@
 // What a start prepares for scripts: the user's Python base, the search path, the arguments.
 // Private here: nothing. Test: tests/core/ScriptEnvironment_test.cpp.
-#include <zrpythoninterp/core/PyCompat.h>
-// PyCompat.h comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
+#include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 #include <zrpythoninterp/host/Platform.h>
 #include <zrpythoninterp/host/uklLibrary.h>
 #include <zrpythoninterp/host/zrWString.h>
 
-#include <vector>
+#include <new>
+
+using zrpy::PyRef;
 
 // Ahead of the runtime, which reads the variable while it starts.
 void zrInterpPython::setUserBase() const {
@@ -25,17 +28,18 @@ void zrInterpPython::extendSearchPath() {
              zrString());
 }
 
-// The runtime copies the texts.
+// As the runtime's own call does it, which is deprecated since 3.11: one empty text where there are
+// no arguments.
 void zrInterpPython::setArguments() const {
-  std::vector<std::vector<wchar_t>> texts;
-  texts.reserve(args_.size());
-  for (const zrString& argument : args_) {
-    const zrWString wide(argument);
-    texts.emplace_back(wide.c_str(), wide.c_str() + wide.size() + 1);
-  }
-  std::vector<wchar_t*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::vector<wchar_t>& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);  // so that there is an array also when there are no arguments
-  zrpy::SetArguments(static_cast<int>(texts.size()), pointers.data());
+  zrpy::LockIsHeld();
+  const PyRef list = PyRef::Steal(PyList_New(0));
+  const auto append = [&list](const zrString& argument) {
+    const PyRef text = PyRef::Steal(PyUnicode_FromWideChar(zrWString(argument).c_str(), -1));
+    return text && PyList_Append(list.get(), text.get()) == 0;
+  };
+  bool made = list && (!args_.empty() || append(zrString()));
+  for (const zrString& argument : args_) made = made && append(argument);
+  if (made && PySys_SetObject("argv", list.get()) == 0) return;
+  PyErr_Clear();
+  throw std::bad_alloc();
 }

@@ -1,19 +1,29 @@
 // The runtime comes up and goes down: Init, Close, start, stop. Private here: the values that
 // belong to the process. Test: tests/core/StartStop_test.cpp, tests/flow/Restart_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
+#include <zrpythoninterp/core/AtExit.h>
+#include <zrpythoninterp/core/Companion.h>
+#include <zrpythoninterp/core/Door.h>
+#include <zrpythoninterp/core/ExtensionGuard.h>
 #include <zrpythoninterp/core/HomeCheck.h>
 #include <zrpythoninterp/core/HomeSearch.h>
 #include <zrpythoninterp/core/KeptThreadState.h>
+#include <zrpythoninterp/core/OldThreadStates.h>
 #include <zrpythoninterp/core/RuntimeLife.h>
+#include <zrpythoninterp/core/SignalHandover.h>
+#include <zrpythoninterp/core/StartRefusal.h>
+#include <zrpythoninterp/core/StartVariables.h>
+#include <zrpythoninterp/core/Subinterpreters.h>
 #include <zrpythoninterp/core/ThreadingHandover.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
+#include <zrpythoninterp/host/HostSignals.h>
 #include <zrpythoninterp/host/Platform.h>
 #include <zrpythoninterp/host/uklFile.h>
 #include <zrpythoninterp/host/zrWString.h>
 
 #include <memory>
-#include <mutex>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -39,6 +49,9 @@ std::unique_ptr<ProcessValues>& Process() {
   return values;
 }
 
+// A start that finds no free descriptor for a file that it reads cannot be repeated.
+constexpr int kFilesOfAStart = 8;
+
 const void* AddressInRuntime() { return reinterpret_cast<const void*>(&Py_Initialize); }
 
 zrString NativeForm(zrString path) {
@@ -49,17 +62,50 @@ zrString NativeForm(zrString path) {
 // The program's name decides sys.executable, from which scripts start further interpreters.
 zrString ProgramPath(const zrString& home) {
   const zrString program = home + "/bin/python" + std::to_string(zrpy::kRuntimeMajor) + "." +
-                           std::to_string(zrpy::kRuntimeMinor);
+                           std::to_string(zrpy::kRuntimeMinor) + zrpy::kRuntimeVariant;
   return uklFile::Exists(program) ? program : NativeForm(home + "\\python.exe");
+}
+
+// False from inside an evaluation, a callback or an observer, and on the thread of a script,
+// whether it holds the lock just now or not: the stop would wait for itself.
+bool MayStop() {
+  if (zrpy::Door::Thread().visits > 0 || zrpy::HoldsLock()) return false;
+  if (!zrpy::Door::MayPass()) return true;
+  zrpy::Visit visit;
+  if (!visit.Enter()) return false;
+  const zrpy::GilGuard gil(visit.thread());
+  return !gil.isElsewhere() && !gil.isScripts();
+}
+
+// On a turn, without the lock. False when a script's own interpreter still runs: the stop would end
+// the process.
+bool EndOthers() {
+  const zrpy::GilGuard gil;
+  return zrpy::EndSubinterpreters();
 }
 
 }  // namespace
 
+// Every evaluation's way is the first line. A thread that is inside already, or starts or stops the
+// runtime itself, takes it as it is and must not wait for whoever changes it.
 bool zrInterpPython::Init() {
-  if (initialized_) return true;  // every evaluation's way; the start has turned the slashes
-  start();
-  if (!initialized_) settlePaths();
-  return initialized_;
+  if (startIsOver_) return true;
+  zrString refusal = "started by somebody else";
+  if (zrpy::Door::MayPass()) {
+    if (initialized_) return true;
+    return noteRefusal(refusal);
+  }
+  const zrpy::Turn turn;
+  if (!initialized_) refusal = start();
+  return initialized_ || noteRefusal(refusal);
+}
+
+// Gives false.
+bool zrInterpPython::noteRefusal(const zrString& refusal) {
+  settlePaths();
+  const zrPythonError record = zrpy::RecordOfRefusal(refusal);
+  setLastError(&record);
+  return false;
 }
 
 void zrInterpPython::settlePaths() {
@@ -73,20 +119,15 @@ std::uint64_t zrInterpPython::NewPathsNumber() {
   return ++newest;
 }
 
-bool zrInterpPython::Close() {
-  stop();
-  return !initialized_;
-}
+bool zrInterpPython::Close() { return stop(); }
 
-// One start at a time, however many threads come with their first evaluation. A thread that holds
-// the runtime's lock, in a callback, say, finds it up through somebody else and must not wait for a
-// start that waits for the lock.
-void zrInterpPython::start() {
-  static std::mutex starting;
-  static bool refused = false;  // by the runtime, which can then never start in this process
-  if (zrpy::HoldsLock()) return;
-  const std::lock_guard<std::mutex> lock(starting);
-  if (initialized_ || refused || Py_IsInitialized() != 0) return;
+// On a turn, so one thread at a time; the others wait in front of the door. Gives why the object is
+// not started; nothing of it when it is.
+zrString zrInterpPython::start() {
+  static zrString refusal;  // by the runtime, when it can never start again in this process
+  if (!refusal.empty()) return refusal;
+  constexpr const char* kTaken = "started by somebody else";
+  if (Py_IsInitialized() != 0) return kTaken;
 
   setUserBase();
   std::unique_ptr<ProcessValues>& process = Process();
@@ -96,7 +137,16 @@ void zrInterpPython::start() {
   if (process) process->pythonHome = place.pythonHome;
 
   const zrString home = process ? process->firstHome : NativeForm(place.pythonHome);
-  if (!zrpy::HomeCanStart(home, zrpy::GetEnvironment("PYTHONPATH"))) return;
+  if (!zrpy::HomeCanStart(home, zrpy::GetEnvironment("PYTHONPATH"))) {
+    return "no runtime under " + home;
+  }
+  if (!zrpy::CanOpenFiles(kFilesOfAStart)) return "too many files are open";
+  const zrString library = zrpy::RuntimeLibraryName();
+  if (!zrpy::LoadRuntime(home, library)) {
+    return "no " + library + " in " + home + ", or not the one of this build";
+  }
+  // Another part of the process may have brought it along, and started it.
+  if (Py_IsInitialized() != 0) return kTaken;
   if (!process) {
     auto first = std::make_unique<ProcessValues>(home, ProgramPath(home));
     first->pythonHome = std::move(place.pythonHome);
@@ -105,49 +155,97 @@ void zrInterpPython::start() {
 
   zrpy::ShareRuntimeSymbols(AddressInRuntime());
   {
-    const zrpy::KeepHostSettings settings;
-    refused = !zrpy::StartRuntime(process->wideHome.c_str(), process->wideProgram.c_str());
+    const zrpy::KeepLocale locale;
+    zrpy::NoteSignals();
+    const zrpy::StartVariables variables;
+    const zrpy::HiddenVariables hidden(variables);
+    const char* const said =
+        zrpy::StartRuntime(process->wideHome.c_str(), process->wideProgram.c_str(), variables);
+    if (said) {
+      bool forGood = false;
+      zrString reason = zrpy::EndRefusedStart(said, forGood);
+      zrpy::UndoSignals();
+      if (forGood) refusal = reason;
+      return reason;
+    }
+    zrpy::LockIsHeld();
+    hidden.ShowToScripts();
+    zrpy::KeepSignalsThroughStart();
   }
-  if (refused) return;
   zrpy::EnableThreads();  // others may come for the lock as soon as the start shows
   zrpy::RuntimeLife::Begin();
+  zrpy::KeepTheStartsState(zrpy::Door::Thread());
+  zrpy::GuardExtensions();
   // From here on other threads take Init's short path, which must find nothing to change.
   settlePaths();
   initialized_ = true;  // the evaluation below calls Init again
   try {
+    if (const auto companion = zrpy::Companion::Of(*this)) companion->AtStart();
     extendSearchPath();
     setArguments();
     startIsOver_ = true;
   } catch (...) {  // out of memory, or what the host's callback threw: no half start stays
     mainThreadState_ = PyEval_SaveThread();
-    stop();
+    finish();
     throw;
   }
   mainThreadState_ = PyEval_SaveThread();
+  return zrString();
 }
 
+// True when the object is stopped. Told while the door is still shut: behind it the next evaluation
+// of another thread starts the runtime again.
+bool zrInterpPython::stop() {
+  if (!initialized_) return true;
+  try {
+    if (!MayStop()) return false;
+    zrpy::Turn turn;
+    if (!initialized_) return true;  // another thread's stop was first
+    turn.AwaitVisitors();
+    if (EndOthers()) {
+      finish();
+      return !initialized_;
+    }
+    zrPythonError record;
+    record.kind = "RuntimeError";
+    record.message = "an interpreter that a script made still runs";
+    record.traceback = record.kind + ": " + record.message + "\n";
+    setLastError(&record);
+  } catch (const std::bad_alloc&) {
+  }  // for what the thread needs to come in: the runtime stays up
+  return false;
+}
+
+// On a turn, with nobody inside, without the lock. Throws std::bad_alloc, before it changes
+// anything.
+//
 // The runtime's own stop runs script code, which may call back into the host and so take the lock.
 // That works only on the state that PyGILState_Ensure finds, so a thread other than the starting
 // one stops on a state of its own, or has the start's bound to it.
-void zrInterpPython::stop() {
-  const bool stopping = zrpy::RuntimeLife::Current() == 0;
-  // A thread that holds the lock would wait for itself.
-  if (!initialized_ || stopping || zrpy::HoldsLock()) return;
-
-  startIsOver_ = false;
-  zrpy::EndLife();
-  const bool started = PyGILState_GetThisThreadState() == mainThreadState_;
+void zrInterpPython::finish() {
+  zrpy::ThreadRecord& thread = zrpy::Door::Thread();
+  PyThreadState* const own = zrpy::OwnThreadState(thread);
+  const bool started = own == mainThreadState_;
   if (zrpy::kStopsOnTheStartsState && !started) zrpy::UnbindThreadState(mainThreadState_);
   if (zrpy::kStopsOnTheStartsState || started) {
     PyEval_RestoreThread(mainThreadState_);
+    if (!started && thread.stack.size != 0) {
+      zrpy::MoveToStack(mainThreadState_, thread.stack.low, thread.stack.size);
+    }
   } else {
-    PyGILState_Ensure();
+    PyEval_RestoreThread(own ? own : zrpy::KeepThreadState(thread));
   }
   zrpy::LockIsHeld();
+  startIsOver_ = false;
+  zrpy::RuntimeLife::End();
   zrpy::AdoptMainThread();
   zrpy::RuntimeLife::DropKept();
+  if (!zrpy::CallAtExit(&zrpy::Door::ShutForScripts)) zrpy::Door::ShutForScripts();
   {
-    const zrpy::KeepHostSettings settings(AddressInRuntime());
+    const zrpy::KeepLocale locale;
+    const zrpy::SignalHandover signals(AddressInRuntime());
+    const zrpy::OldThreadStates kept;
+    const zrpy::KeywordsForget keywords;
     Py_Finalize();
   }
   if (Py_IsInitialized() == 0) initialized_ = false;

@@ -1,7 +1,7 @@
 // The threading module's idea of its main thread. Private here: the names inside that module, each
 // of which may be missing. Test: tests/flow/Threads_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/core/ThreadingHandover.h>
 

@@ -1,5 +1,6 @@
 // The object: constructors, destructor, setters, and the operations without a Python counterpart.
 // Private here: nothing. Test: tests/core/zrInterpPython_test.cpp.
+#include <zrpythoninterp/core/LastErrors.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 
 namespace {
@@ -11,14 +12,23 @@ constexpr const char kName[] = "python";
 
 zrInterpPython::zrInterpPython(const zrStlVector<zrString>& arguments, const zrString& home,
                                ExitFn exit, const zrString& user)
-    : zrInterp(kName), exitFn_(exit), args_(arguments), homePath_(home), userPath_(user) {}
+    : zrInterp(kName),
+      exitFn_(exit),
+      args_(arguments),
+      homePath_(home),
+      userPath_(user),
+      lastErrors_(std::make_shared<zrpy::LastErrors>()) {}
 
 zrInterpPython::zrInterpPython(const zrString& home, ExitFn exit, const zrString& user)
     : zrInterpPython(0, nullptr, home, exit, user) {}
 
 zrInterpPython::zrInterpPython(int count, char** const arguments, const zrString& home, ExitFn exit,
                                const zrString& user)
-    : zrInterp(kName), exitFn_(exit), homePath_(home), userPath_(user) {
+    : zrInterp(kName),
+      exitFn_(exit),
+      homePath_(home),
+      userPath_(user),
+      lastErrors_(std::make_shared<zrpy::LastErrors>()) {
   if (count > 0) args_.assign(arguments, arguments + count);
 }
 

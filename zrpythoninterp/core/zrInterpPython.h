@@ -1,7 +1,7 @@
 #pragma once
 
 #include <zrpythoninterp/core/zrCallbacks.h>
-#include <zrpythoninterp/core/zrPythonError.h>
+#include <zrpythoninterp/core/zrErrorReport.h>
 #include <zrpythoninterp/host/zrExport.h>
 #include <zrpythoninterp/host/zrInterp.h>
 #include <zrpythoninterp/host/zrInterpTraceInfo.h>
@@ -24,7 +24,9 @@ using PyObject = struct _object;
 using PyThreadState = struct _ts;
 
 namespace zrpy {
+class Companion;
 class Entry;
+class LastErrors;
 class ObserverWalk;
 }  // namespace zrpy
 
@@ -37,9 +39,9 @@ class ObserverWalk;
 /// **Owns**: nothing of the host's; observers must be removed before they are destroyed.
 ///
 /// **Threads**: evaluations may come from any number of threads at once, also the first ones, of
-/// which one starts the runtime while the others wait. Close and the destructor are for one thread
-/// at a time, with no evaluation alongside and not from inside one, a callback or an observer.
-/// SetAlert and SetExit are for times when no evaluation runs.
+/// which one starts the runtime while the others wait, and while another thread stops it: they wait
+/// and start it anew. Close waits for those that run. Nobody may use an object whose destructor has
+/// begun. SetAlert and SetExit are for times when no evaluation runs.
 ///
 /// **Lock**: every evaluation takes the runtime's lock and gives it back; callbacks run under it,
 /// observers without it. Between operations nobody holds it.
@@ -92,14 +94,15 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   /// looks for the runtime relative to the installation root, tests what it finds there, and
   /// prepares the search path and the arguments of scripts. **Lock**: not held afterwards; the
   /// callbacks can run meanwhile. **Fails**: false when no usable runtime was found, or it refused
-  /// to start, or is up already through somebody else; nothing is reported. The process lives, and
-  /// a later call tries again; only a runtime that refused never starts in this process.
+  /// to start, or is up already through somebody else; nothing is reported, and LastError tells
+  /// why. The process lives, and a later call tries again.
   bool Init() override;
-  /// Stops the runtime, and with it ends all that scripts left in it. Waits for the scripts'
-  /// threads that are no daemons. Any thread may stop, whichever started. Script code that runs
-  /// during the stop may call back into the host. **Lock**: taken; not held afterwards. **Fails**:
-  /// true when the object is stopped afterwards, also when it never was started; false when the
-  /// calling thread holds the runtime's lock, which means from inside an evaluation.
+  /// Stops the runtime, and with it ends all that scripts left in it. Waits for evaluations that
+  /// run and for the scripts' threads that are no daemons. Any thread may stop, whichever started.
+  /// Script code that runs during the stop may call back into the host. **Lock**: taken; not held
+  /// afterwards. **Fails**: true when the object is stopped afterwards, also when it never was
+  /// started; false at once from inside an evaluation, a callback or an observer, and on the
+  /// threads of scripts, whether they hold the lock or not.
   bool Close() override;
 
   // ---- eval/EvalScript.cpp: source text ----
@@ -159,14 +162,18 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
 
   // ---- eval/LastError.cpp: what happened, and stopping it ----
 
-  /// The error that the last evaluation reported, on whichever thread it ran; empty when it ran
-  /// clean. While the alert or the exit callback runs, the error that it is called for.
+  /// The error that the calling thread's last evaluation reported; where it reported none, that of
+  /// the last one on any thread, empty when it ran clean. In a callback, the error that it is
+  /// called for. After a start that failed, the kind is "StartError" and the message the reason.
+  /// zrLastErrorReport tells more, and of the calling thread alone.
   /// **Threads**: any. **Lock**: none is needed. **Form**: see zrPythonError.
   zrPythonError LastError() const;
   /// Ends the evaluations that run: each raises KeyboardInterrupt at its next line of Python. Code
-  /// that waits outside Python (a sleep, a read) raises it when it comes back.
-  /// **Threads**: any, but no signal handler; not while the runtime starts or stops. **Lock**:
-  /// taken and given back. **Fails**: false when no evaluation ran.
+  /// that waits outside Python (a sleep, a read) raises it when it comes back. An evaluation that
+  /// reports its error is left alone. zrThreadEvaluations does the same for one thread.
+  /// **Threads**: any, but no signal handler; also while a stop waits for evaluations. **Lock**:
+  /// taken and given back up to CPython 3.11, not needed from 3.12 on. **Fails**: false when no
+  /// evaluation ran.
   bool InterruptScript();
 
   // ---- trace/Observers.cpp: who is told ----
@@ -179,8 +186,8 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   /// Takes an observer out; one that is not registered is no error. When it returns, no thread is
   /// in a call of the observer any more and none will come, so that it can be destroyed. Called
   /// from inside a notification it returns at once: another thread may then still be in its call.
-  /// **Threads**: any. **Lock**: it can wait for running notifications, and a thread that holds the
-  /// runtime's lock gives it up while it waits.
+  /// **Threads**: any. **Lock**: it can wait for calls of this observer, and a thread that holds
+  /// the runtime's lock gives it up while it waits.
   void RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) override;
 
   // ---- trace/TraceHook.cpp: from a trace event to the observers ----
@@ -240,7 +247,9 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
 
  private:
   friend class zrPythonInterpCreator;
+  friend class zrpy::Companion;
   friend class zrpy::Entry;
+  friend class zrpy::LastErrors;
   friend class zrpy::ObserverWalk;
 
   using Observer = zrxObserver<zrInterpTraceInfo*>;
@@ -254,8 +263,10 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
 
   // ---- core/StartStop.cpp: the runtime comes up and goes down ----
 
-  void start();
-  void stop();
+  zrString start();
+  bool stop();
+  void finish();
+  bool noteRefusal(const zrString& refusal);
   void settlePaths();
   static std::uint64_t NewPathsNumber();
 
@@ -299,10 +310,7 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
 
   std::atomic<bool> startIsOver_{false};  // its own evaluations are not there to be interrupted
 
-  // The error that was reported last, read from any thread.
-  mutable std::mutex lastErrorMutex_;
-  std::atomic<bool> hasLastError_{false};
-  zrPythonError lastError_;
+  const std::shared_ptr<zrpy::LastErrors> lastErrors_;  // never null
 
   // What walks of the observers need beside observers_: see trace/ObserverWalk.h.
   std::mutex observersMutex_;
@@ -315,4 +323,6 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   };
   zrStlVector<std::unique_ptr<const ObserverList>> observerLists_;
   zrpy::ObserverWalk* walks_ = nullptr;
+
+  std::shared_ptr<zrpy::Companion> companion_;  // of a room above, or none
 };

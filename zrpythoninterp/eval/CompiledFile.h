@@ -3,9 +3,8 @@
 
 #include <zrpythoninterp/core/GilGuard.h>
 #include <zrpythoninterp/core/PyRef.h>
+#include <zrpythoninterp/host/ScriptStream.h>
 #include <zrpythoninterp/host/zrString.h>
-
-#include <cstdio>
 
 namespace zrpy {
 
@@ -14,6 +13,6 @@ namespace zrpy {
 // another release of the runtime, or holds no code that could be run. What the runtime cannot
 // survive inside valid marks (damaged code) it cannot survive here either: a compiled file is
 // trusted as a library is.
-PyRef ReadCompiledFile(std::FILE* stream, const zrString& path) ZR_REQUIRES_GIL;
+PyRef ReadCompiledFile(Stream stream, const zrString& path) ZR_REQUIRES_GIL;
 
 }  // namespace zrpy

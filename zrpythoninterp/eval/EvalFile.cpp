@@ -1,7 +1,8 @@
 // Script files: the forms of EvalFile. Private here: maps of the host as namespaces, there and
 // back. Test: tests/eval/EvalFile_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
+#include <zrpythoninterp/convert/Elements.h>
 #include <zrpythoninterp/convert/FromVariant.h>
 #include <zrpythoninterp/convert/ToVariant.h>
 #include <zrpythoninterp/core/ErrorStash.h>
@@ -18,10 +19,15 @@ using zrpy::ErrorStash;
 using zrpy::PyRef;
 using VariableMap = zrStlMap<zrString, zrVariant>;
 
+// The entries of a map, apart from it: a conversion can run script code, and so a callback that
+// changes the caller's map.
+using Variables = zrStlVector<std::pair<zrString, zrVariant>>;
+
 // Lock held. Names whose value has no Python form are left out. May leave an error pending. The
 // names are not made the runtime's one copy of their text: most are never looked up by the file,
 // and that would take longer than all the rest.
-void Fill(PyObject* dict, const VariableMap& variables) ZR_REQUIRES_GIL {
+void Fill(PyObject* dict, const VariableMap& map) ZR_REQUIRES_GIL {
+  const Variables variables(map.begin(), map.end());
   ErrorStash errors;
   for (const auto& [name, value] : variables) {
     const PyRef object = zrpy::FromVariant(value);
@@ -30,35 +36,37 @@ void Fill(PyObject* dict, const VariableMap& variables) ZR_REQUIRES_GIL {
   }
 }
 
-// Lock held. Names whose key or value has no form in the host leave the map as it is; so does the
-// runtime's own entry, which as a text would take all builtins from the next run. May leave an
-// error pending.
-void CopyBack(PyObject* dict, VariableMap& variables) ZR_REQUIRES_GIL {
+// Lock held. What has a form in the host on both sides, but for the runtime's own entry, which as a
+// text would take all builtins from the next run. May leave an error pending.
+Variables Collect(PyObject* dict) ZR_REQUIRES_GIL {
   static const zrString builtins("__builtins__");
-  ErrorStash errors;
-  PyObject* key = nullptr;
-  PyObject* value = nullptr;
-  Py_ssize_t position = 0;
-  auto next = variables.begin();
-  // Script code that runs here may change the dictionary; what it adds is not visited.
-  for (Py_ssize_t left = PyDict_Size(dict); left > 0 && PyDict_Next(dict, &position, &key, &value);
-       --left) {
-    const PyRef keptKey = PyRef::Borrow(key);
-    const PyRef keptValue = PyRef::Borrow(value);
+  Variables variables;
+  variables.reserve(static_cast<size_t>(PyDict_Size(dict)));
+  zrpy::ForEachItem(dict, [&](PyObject* key, PyObject* value, ErrorStash& errors) {
+    zrpy::LockIsHeld();
     zrString name;
     zrVariant variable;
     const bool named = zrpy::AppendText(name, key) && name != builtins;
     errors.Park();  // a key's error must not reach the value's conversion
     if (named && zrpy::ToVariant(variable, value)) {
-      // The dictionary's order is mostly the map's, so each entry goes in behind the one before.
-      if (next != variables.end() && next->first == name) {
-        next->second = std::move(variable);
-      } else {
-        next = variables.insert_or_assign(next, std::move(name), std::move(variable));
-      }
-      ++next;
+      variables.emplace_back(std::move(name), std::move(variable));
     }
     errors.Park();
+    return true;
+  });
+  return variables;
+}
+
+// A dictionary's order is mostly the map's, so each entry goes in behind the one before.
+void CopyBack(Variables&& variables, VariableMap& map) {
+  auto next = map.begin();
+  for (auto& [name, value] : variables) {
+    if (next != map.end() && next->first == name) {
+      next->second = std::move(value);
+    } else {
+      next = map.insert_or_assign(next, std::move(name), std::move(value));
+    }
+    ++next;
   }
 }
 
@@ -68,7 +76,7 @@ bool zrInterpPython::EvalFile(const zrString& file) {
   if (!Init()) return false;
   const Entry entry(*this);
   if (!entry) return false;
-  const PyRef main = PyRef::Borrow(zrpy::MainDict());
+  const PyRef main = zrpy::MainDict();
   if (main) return RunFile(file, main.get(), main.get());
   handleExceptions();
   return false;
@@ -89,8 +97,9 @@ bool zrInterpPython::EvalFile(const zrString& file, VariableMap& globals, Variab
   const Entry entry(*this);
   if (!entry) return false;
   const bool hasLocals = locals && locals != &globals;
+  PyRef second;  // goes behind the first
   const PyRef first = zrpy::NewNamespace();
-  const PyRef second = hasLocals ? PyRef::Steal(PyDict_New()) : PyRef::Borrow(first.get());
+  second = hasLocals ? PyRef::Steal(PyDict_New()) : PyRef::Borrow(first.get());
   if (!first || !second) {
     handleExceptions();
     return false;
@@ -104,12 +113,16 @@ bool zrInterpPython::EvalFile(const zrString& file, VariableMap& globals, Variab
   handleExceptions();  // what did not convert; the file runs all the same
 
   if (!RunFile(file, first.get(), second.get())) return false;
+  Variables ofFirst;
+  Variables ofSecond;
   {
     ErrorStash errors;
-    CopyBack(first.get(), globals);
+    ofFirst = Collect(first.get());
     errors.Park();
-    if (hasLocals) CopyBack(second.get(), *locals);
+    if (hasLocals) ofSecond = Collect(second.get());
   }
+  CopyBack(std::move(ofFirst), globals);
+  if (hasLocals) CopyBack(std::move(ofSecond), *locals);
   handleExceptions();
   return true;
 }

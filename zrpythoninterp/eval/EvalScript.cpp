@@ -1,7 +1,7 @@
 // Source text: the forms of EvalScript, and EvalScript2. Private here: taking the value of a text.
 // Test: tests/eval/EvalScript_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/convert/ToVariant.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 #include <zrpythoninterp/eval/Entry.h>
@@ -43,8 +43,9 @@ bool zrInterpPython::EvalScript(const zrString& script, const zrString& /*second
   if (!Init()) return false;
   const Entry entry(*this);
   if (!entry) return false;
-  PyObject* const main = zrpy::MainDict();
-  const bool ran = static_cast<bool>(RunText(script, TextMode::kStatements, main, main));
+  const PyRef main = zrpy::MainDict();
+  const bool ran =
+      static_cast<bool>(RunText(script, TextMode::kStatements, main.get(), main.get()));
   handleExceptions();
   return ran;
 }
@@ -56,9 +57,9 @@ zrVariant zrInterpPython::EvalScript(const zrString& script, const zrString& res
     const Entry entry(*this);
     if (entry) {
       {
-        PyObject* const main = zrpy::FirstMainDict();
+        const PyRef main = zrpy::FirstMainDict();
         const PyRef locals = PyRef::Steal(PyDict_New());
-        found = ValueOf(value, script, resultName, main, locals.get());
+        found = ValueOf(value, script, resultName, main.get(), locals.get());
       }
       handleExceptions();
     }
@@ -69,10 +70,11 @@ zrVariant zrInterpPython::EvalScript(const zrString& script, const zrString& res
 
 zrVariant zrInterpPython::EvalScript(const zrString& script, const zrString& resultName, bool& ok,
                                      const zrString& context) {
-  if (context.empty()) return EvalScript(script, resultName, ok);
   zrVariant value;
   bool found = false;
-  if (Init()) {
+  if (context.empty()) {
+    value = EvalScript(script, resultName, found);
+  } else if (Init()) {
     const Entry entry(*this);
     if (entry) {
       {
@@ -92,11 +94,11 @@ zrVariant zrInterpPython::EvalScript2(const zrString& script, bool& ok) {
   if (!Init()) return value;
   const Entry entry(*this);
   if (!entry) return value;
-  PyObject* const main = zrpy::MainDict();
-  PyRef result = RunText(script, TextMode::kExpression, main, main);
+  const PyRef main = zrpy::MainDict();
+  PyRef result = RunText(script, TextMode::kExpression, main.get(), main.get());
   if (!result && main && !entry.interrupted()) {
     PyErr_Clear();  // only the second try is reported
-    result = RunText(script, TextMode::kStatements, main, main);
+    result = RunText(script, TextMode::kStatements, main.get(), main.get());
   }
   ok = static_cast<bool>(result);
   if (result) zrpy::ToVariant(value, result.get());  // None has no form in the host and still is ok

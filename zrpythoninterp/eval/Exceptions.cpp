@@ -1,22 +1,27 @@
 // The one place where a pending error is judged: handleExceptions. Private here: the two callbacks.
 // Test: tests/eval/Exceptions_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/convert/ToVariant.h>
+#include <zrpythoninterp/core/Interrupts.h>
 #include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
-#include <zrpythoninterp/eval/ErrorDetails.h>
+#include <zrpythoninterp/eval/ErrorReporting.h>
 #include <zrpythoninterp/eval/PrintError.h>
 #include <zrpythoninterp/eval/StoredErrorValue.h>
 
+#include <utility>
+
 namespace {
 
+using zrpy::FetchedError;
 using zrpy::PyRef;
 
 // The alert's text: what the error's value converts to. The type and the traceback play no part.
-zrString AlertText(PyObject* type, PyObject* value, PyObject* traceback) ZR_REQUIRES_GIL {
+zrString AlertText(const FetchedError& error) ZR_REQUIRES_GIL {
   zrVariant text("Unknown Exception");
-  if (const PyRef stored = zrpy::StoredErrorValue(type, value, traceback)) {
+  if (const PyRef stored =
+          zrpy::StoredErrorValue(error.type.get(), error.value.get(), error.traceback.get())) {
     zrpy::ToVariant(text, stored.get());
   }
   PyErr_Clear();  // the conversion's own: the error that was fetched is the one to report
@@ -24,9 +29,16 @@ zrString AlertText(PyObject* type, PyObject* value, PyObject* traceback) ZR_REQU
 }
 
 // The exit callback runs with SystemExit pending, which is cleared behind it, also when it throws.
-void CallExit(ExitFn exit) {
+// An instance that a script keeps would keep the frames of the run alive.
+void CallExit(ExitFn exit) ZR_REQUIRES_GIL {
   const struct ClearAtEnd {
-    ~ClearAtEnd() { PyErr_Clear(); }
+    ~ClearAtEnd() {
+      const FetchedError left = FetchedError::Take();
+      if (left.value && PyExceptionInstance_Check(left.value.get())) {
+        PyException_SetTraceback(left.value.get(), Py_None);
+      }
+      PyErr_Clear();
+    }
   } clear;
   if (exit) exit();
 }
@@ -37,21 +49,17 @@ void CallExit(ExitFn exit) {
 // nothing of the library locked.
 void zrInterpPython::handleExceptions() {
   zrpy::LockIsHeld();
-  PyObject* type = nullptr;
-  PyObject* value = nullptr;
-  PyObject* traceback = nullptr;
-  PyErr_Fetch(&type, &value, &traceback);
-  if (!type) return;
-  PyRef ownType = PyRef::Steal(type);
-  PyRef ownValue = PyRef::Steal(value);
-  PyRef ownTraceback = PyRef::Steal(traceback);
-  const zrPythonError details = zrpy::ErrorDetails(type, value, traceback);
-  setLastError(&details);
-  if (alertFn_) alertFn_(AlertText(type, value, traceback));
-  setLastError(&details);  // the alert may have evaluated
-  PyErr_Restore(ownType.release(), ownValue.release(), ownTraceback.release());
-  if (PyErr_ExceptionMatches(PyExc_SystemExit) || zrpy::PrintPendingError()) {
+  FetchedError error = FetchedError::Take();
+  if (!error.type) return;
+  const zrpy::Uninterrupted report(zrpy::Door::Thread());
+  zrpy::ErrorReporting reporting(*lastErrors_, error);
+  if (alertFn_) alertFn_(AlertText(error));
+  reporting.Renew();  // the alert may have evaluated
+  std::move(error).Restore();
+  if (PyErr_ExceptionMatches(PyExc_SystemExit) ||
+      zrpy::PrintPendingError(reporting, lastErrors_->prints())) {
+    reporting.Forget();
     CallExit(exitFn_);
-    setLastError(&details);
+    reporting.Renew();
   }
 }

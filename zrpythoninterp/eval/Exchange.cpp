@@ -1,6 +1,6 @@
 // Single values in and out: Import and Export. Test: tests/eval/Contexts_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/convert/FromVariant.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 #include <zrpythoninterp/eval/Entry.h>
@@ -23,8 +23,8 @@ bool zrInterpPython::Import(const zrString& name, const zrVariant& value) {
   if (!Init()) return false;
   const Entry entry(*this);
   if (!entry) return false;
-  PyObject* const main = zrpy::MainDict();
-  const bool bound = main && Bind(main, name, value);
+  const PyRef main = zrpy::MainDict();
+  const bool bound = main && Bind(main.get(), name, value);
   handleExceptions();
   return bound;
 }

@@ -1,9 +1,12 @@
 // Where scripts run. Private here: the table of the contexts. Test: tests/eval/Contexts_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/core/RuntimeLife.h>
+#include <zrpythoninterp/core/StoreMutex.h>
 #include <zrpythoninterp/eval/InternedNames.h>
 #include <zrpythoninterp/eval/Namespaces.h>
+
+#include <atomic>
 
 namespace zrpy {
 
@@ -11,10 +14,9 @@ namespace {
 
 PyRef Text(const zrString& text) { return PyRef::Steal(PyUnicode_FromString(text.c_str())); }
 
-// New reference to the value under the key, null with no error pending when there is none. Ends
-// with an error pending when a script left something that is no dictionary.
-PyRef DictUnder(PyObject* dict, PyObject* key) {
-  PyRef found = PyRef::Borrow(PyDict_GetItemWithError(dict, key));
+// What was found under the key. Null with an error pending when a script left something that is no
+// dictionary.
+PyRef AsDict(PyRef found, PyObject* key) {
   if (found && !PyDict_Check(found.get())) {
     PyErr_Format(PyExc_TypeError, "%R holds no dictionary: script contexts cannot be reached", key);
     return PyRef();
@@ -22,69 +24,91 @@ PyRef DictUnder(PyObject* dict, PyObject* key) {
   return found;
 }
 
-// All contexts hang from __main__, so a script can see and replace them.
-PyRef ContextTable() ZR_REQUIRES_GIL {
-  PyObject* const module = MainModule();
-  const PyRef key = Interned(Name::kContextTable);
-  if (!module || !key) return PyRef();
-  PyRef table = DictUnder(PyModule_GetDict(module), key.get());
-  if (table || PyErr_Occurred()) return table;
-  table = PyRef::Steal(PyDict_New());
-  if (table && PyDict_SetItem(PyModule_GetDict(module), key.get(), table.get()) < 0) table.reset();
-  return table;
+// Null with no error pending when there is none.
+PyRef DictUnder(PyObject* dict, PyObject* key) {
+  return AsDict(PyRef::Steal(NewDictItem(dict, key)), key);
 }
 
-PyRef& firstMainDict =
-    *new PyRef;  // of the running life; never destroyed, as its object is not ours then
-std::uint64_t firstMainLife = 0;
+// The dictionary under the key, which is the new one unless another thread was first. Null with an
+// error pending.
+PyRef SetDefault(PyObject* dict, PyObject* key, const PyRef& made) {
+  return AsDict(PyRef::Steal(made ? NewSetDefault(dict, key, made.get()) : nullptr), key);
+}
+
+// False with an error pending.
+bool AddBuiltins(PyObject* dict) ZR_REQUIRES_GIL {
+  const PyRef name = Interned(Name::kBuiltins);
+  const PyRef builtins = PyRef::Steal(NewBuiltins());
+  return name && builtins && PyDict_SetItem(dict, name.get(), builtins.get()) == 0;
+}
+
+// All contexts hang from __main__, so a script can see and replace them.
+PyRef ContextTable() ZR_REQUIRES_GIL {
+  const PyRef main = MainDict();
+  const PyRef key = main ? Interned(Name::kContextTable) : PyRef();
+  if (!key) return PyRef();
+  PyRef table = DictUnder(main.get(), key.get());
+  if (table || PyErr_Occurred()) return table;
+  return SetDefault(main.get(), key.get(), PyRef::Steal(PyDict_New()));
+}
+
+// Of the running life. Written under the mutex, read without: it stays until the stop, which nobody
+// evaluates beside. Never dropped at the end of the process, as the object is not ours then.
+StoreMutex firstMainMutex;
+std::atomic<PyObject*> firstMainDict{nullptr};  // owned
+std::atomic<std::uint64_t> firstMainLife{0};
 
 void DropFirstMainDict() {
   firstMainLife = 0;
-  firstMainDict.reset();
+  PyRef::Steal(firstMainDict.exchange(nullptr));
 }
 
 }  // namespace
 
-PyObject* MainModule() {
+// As PyImport_AddModule does it, which gives a borrowed module out after it ran script code: that
+// of the entry which it replaced, or of the collection of garbage.
+PyRef MainModule() {
   const PyRef name = Interned(Name::kMain);
-  if (!name) return nullptr;
-  PyObject* const modules = PyImport_GetModuleDict();
-  PyObject* const module =
-      PyDict_CheckExact(modules) ? PyDict_GetItemWithError(modules, name.get()) : nullptr;
-  // The runtime makes the module anew where a script left none.
-  return module && PyModule_Check(module) ? module : PyImport_AddModule("__main__");
+  if (!name) return PyRef();
+  const PyRef modules = PyRef::Borrow(PyImport_GetModuleDict());
+  PyRef module = PyRef::Steal(NewDictItem(modules.get(), name.get()));
+  if (module ? PyModule_Check(module.get()) : PyErr_Occurred() != nullptr) return module;
+  module = PyRef::Steal(PyModule_NewObject(name.get()));
+  if (module && PyDict_SetItem(modules.get(), name.get(), module.get()) < 0) module.reset();
+  return module;
 }
 
-PyObject* MainDict() {
-  PyObject* const module = MainModule();
-  return module ? PyModule_GetDict(module) : nullptr;
+PyRef MainDict() {
+  const PyRef module = MainModule();
+  return PyRef::Borrow(module ? PyModule_GetDict(module.get()) : nullptr);
 }
 
-PyObject* FirstMainDict() {
+PyRef FirstMainDict() {
   const std::uint64_t life = RuntimeLife::Current();
   if (life == 0) return MainDict();  // during a stop nothing new is kept
   if (firstMainLife != life) {
-    PyObject* const dict = MainDict();
-    if (!dict) return nullptr;
-    RuntimeLife::CallAtStop(&DropFirstMainDict);
-    firstMainDict = PyRef::Borrow(dict);
-    firstMainLife = life;
+    PyRef dict = MainDict();
+    if (!dict) return dict;
+    const StoreLock lock(firstMainMutex);
+    if (firstMainLife != life) {
+      RuntimeLife::CallAtStop(&DropFirstMainDict);
+      firstMainDict = dict.release();
+      firstMainLife = life;
+    }
   }
-  return firstMainDict.get();
+  return PyRef::Borrow(firstMainDict);
 }
 
 PyRef LookUp(PyObject* dict, const zrString& name) {
   const PyRef key = Text(name);
-  PyRef found = PyRef::Borrow(key ? PyDict_GetItemWithError(dict, key.get()) : nullptr);
+  PyRef found = PyRef::Steal(key ? NewDictItem(dict, key.get()) : nullptr);
   if (!found) PyErr_Clear();  // a name that cannot be there is not there
   return found;
 }
 
 PyRef NewNamespace() {
   PyRef dict = PyRef::Steal(PyDict_New());
-  if (dict && PyDict_SetItemString(dict.get(), "__builtins__", PyEval_GetBuiltins()) < 0) {
-    dict.reset();
-  }
+  if (dict && !AddBuiltins(dict.get())) dict.reset();
   return dict;
 }
 
@@ -101,11 +125,8 @@ PyRef FindOrCreateContext(const zrString& name, Seeding seeding) {
       PyDict_SetItemString(context.get(), "__name__", key.get()) < 0) {
     return PyRef();
   }
-  if (PyDict_SetItemString(context.get(), "__builtins__", PyEval_GetBuiltins()) < 0 ||
-      PyDict_SetItem(table.get(), key.get(), context.get()) < 0) {
-    return PyRef();
-  }
-  return context;
+  if (!AddBuiltins(context.get())) return PyRef();
+  return SetDefault(table.get(), key.get(), context);
 }
 
 }  // namespace zrpy

@@ -1,4 +1,5 @@
-// Where scripts run: the dictionary of __main__, named contexts, and the names in them.
+// Where scripts run: the dictionary of __main__, named contexts, and the names in them. Any script
+// can take any of them away while it runs, so each is handed out as a reference.
 #pragma once
 
 #include <zrpythoninterp/core/GilGuard.h>
@@ -7,15 +8,14 @@
 
 namespace zrpy {
 
-// The module __main__, made if a script took it away. Borrowed from the runtime. Null with an error
-// pending when memory is short.
-PyObject* MainModule() ZR_REQUIRES_GIL;
+// The module __main__, made if a script took it away. Null with an error pending when that failed.
+PyRef MainModule() ZR_REQUIRES_GIL;
 
 // The module's dictionary, under the same terms.
-PyObject* MainDict() ZR_REQUIRES_GIL;
+PyRef MainDict() ZR_REQUIRES_GIL;
 
 // The dictionary that __main__ had at the first call in this life of the runtime.
-PyObject* FirstMainDict() ZR_REQUIRES_GIL;
+PyRef FirstMainDict() ZR_REQUIRES_GIL;
 
 // What a context that is made now receives, beside the builtins.
 enum class Seeding { kBuiltins, kNameAndBuiltins };

@@ -1,37 +1,24 @@
-// The runtime's print of an error, safe against scripts that replaced it. Test:
-// tests/eval/Exceptions_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
-#include <zrpythoninterp/core/PyRef.h>
+// The runtime's print of an error, safe against scripts that replaced it. Private here: telling a
+// script's hook from the runtime's. Test: tests/eval/Exceptions_test.cpp.
+#include <zrpythoninterp/core/Runtime.h>
+
+#include <zrpythoninterp/core/ErrorStash.h>
+#include <zrpythoninterp/eval/ErrorDisplay.h>
 #include <zrpythoninterp/eval/PrintError.h>
 
 #include <cstring>
+#include <utility>
 
 namespace zrpy {
 
 namespace {
 
-struct Error {
-  PyRef type;
-  PyRef value;
-  PyRef traceback;
-};
-
 // Takes the pending error, as an instance with its traceback.
-Error TakeInstance() {
-  PyObject* type = nullptr;
-  PyObject* value = nullptr;
-  PyObject* traceback = nullptr;
-  PyErr_Fetch(&type, &value, &traceback);
-  PyErr_NormalizeException(&type, &value, &traceback);
-  if (traceback) PyException_SetTraceback(value, traceback);
-  return {PyRef::Steal(type), PyRef::Steal(value), PyRef::Steal(traceback)};
-}
-
-void GiveBack(const Error& error) {
-  PyErr_Restore(PyRef::Borrow(error.type.get()).release(),
-                PyRef::Borrow(error.value.get()).release(),
-                PyRef::Borrow(error.traceback.get()).release());
+FetchedError TakeInstance() {
+  FetchedError error = FetchedError::Take().Normalized();
+  if (error.traceback) PyException_SetTraceback(error.value.get(), error.traceback.get());
+  PyErr_Clear();
+  return error;
 }
 
 PyObject* OrNone(const PyRef& object) { return object ? object.get() : Py_None; }
@@ -45,7 +32,7 @@ bool IsOwnHook(PyObject* hook) {
 }
 
 // Like the runtime's print: the error stays reachable for scripts in sys.last_value and its kin.
-void KeepAsLast(const Error& error) {
+void KeepAsLast(const FetchedError& error) {
   PySys_SetObject("last_type", OrNone(error.type));
   PySys_SetObject("last_value", OrNone(error.value));
   PySys_SetObject("last_traceback", OrNone(error.traceback));
@@ -53,35 +40,52 @@ void KeepAsLast(const Error& error) {
   PyErr_Clear();
 }
 
-void Display(const Error& error) {
-  PyErr_Display(error.type.get(), error.value.get(), error.traceback.get());
+// The stream of the runtime's print: null where there is none to print to.
+PyRef Stream() {
+  PyRef stream = PyRef::Steal(NewSysObject("stderr"));
+  PyErr_Clear();
+  return stream.get() == Py_None ? PyRef() : std::move(stream);
+}
+
+// Prints what a script's hook raised in the place of its print.
+void PrintHooksError(const FetchedError& error) ZR_REQUIRES_GIL {
+  const FetchedError second = TakeInstance();
+  const PyRef stream = Stream();
+  PySys_WriteStderr("Error in sys.excepthook:\n");
+  DisplayError(second, "", stream.get());
+  PySys_WriteStderr("\nOriginal exception was:\n");
+  DisplayError(error, "", stream.get());
+  PyErr_Clear();
 }
 
 }  // namespace
 
-bool PrintPendingError() {
-  const Error error = TakeInstance();
+bool PrintPendingError(ErrorReporting& reporting, bool prints) {
+  const FetchedError error = TakeInstance();
+  reporting.Forget();
   KeepAsLast(error);  // drops the error before, which can run script code that sets the hook
-  const PyRef hook = PyRef::Borrow(PySys_GetObject("excepthook"));
+  const PyRef hook = PyRef::Steal(NewSysObject("excepthook"));
+  PyErr_Clear();
   if (!hook || IsOwnHook(hook.get())) {
-    GiveBack(error);
     // A class that raises where its instance is made can turn the error into one.
-    if (PyErr_ExceptionMatches(PyExc_SystemExit)) return true;
-    PyErr_Print();
-    PyErr_Clear();
+    if (PyErr_GivenExceptionMatches(error.type.get(), PyExc_SystemExit)) {
+      error.Copy().Restore();
+      return true;
+    }
+    const bool allowed =
+        AuditPrint(OrNone(hook), error.type.get(), error.value.get(), OrNone(error.traceback));
+    const PyRef stream = allowed && prints ? Stream() : PyRef();
+    reporting.Complete(DisplayError(error, reporting.Headline(), stream.get()));
     return false;
   }
   const PyRef result = PyRef::Steal(PyObject_CallFunctionObjArgs(
       hook.get(), OrNone(error.type), OrNone(error.value), OrNone(error.traceback), nullptr));
-  if (result) return false;
-  if (PyErr_ExceptionMatches(PyExc_SystemExit)) return true;
-  const Error second = TakeInstance();
-  PySys_WriteStderr("Error in sys.excepthook:\n");
-  Display(second);
-  PySys_WriteStderr("\nOriginal exception was:\n");
-  Display(error);
-  PyErr_Clear();
-  return false;
+  if (!result && !PyErr_ExceptionMatches(PyExc_SystemExit)) PrintHooksError(error);
+  ErrorStash exit;
+  exit.Park();
+  // A script's hook tells nobody what it printed.
+  reporting.Complete(DisplayError(error, reporting.Headline(), nullptr));
+  return static_cast<bool>(exit);
 }
 
 }  // namespace zrpy

@@ -1,16 +1,17 @@
 // One script file: RunFile. Private here: choosing between source and compiled file, and the life
-// of
-// __file__. Test: tests/eval/RunFile_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+// of __file__. Test: tests/eval/RunFile_test.cpp.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/core/ErrorStash.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 #include <zrpythoninterp/eval/CompiledFile.h>
+#include <zrpythoninterp/eval/SourceFile.h>
 #include <zrpythoninterp/host/Platform.h>
+#include <zrpythoninterp/host/ScriptStream.h>
 #include <zrpythoninterp/host/uklFile.h>
 #include <zrpythoninterp/host/uklFileInfo.h>
 
-#include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -34,7 +35,7 @@ ScriptFile ChooseFile(const zrString& file) {
       !extension.empty() || zrpy::kKeepsTrailingDot || (!file.empty() && file.back() == '.');
   ScriptFile script{stem, extension == "pyc"};
   if (named) script.path += "." + extension;
-  zrpy::ToNative(script.path);
+  zrpy::ToUsable(script.path);
   return script;
 }
 
@@ -46,7 +47,7 @@ class FileAttribute {
   FileAttribute(PyObject* globals, PyObject* path)
       : globals_(PyRef::Borrow(globals)),
         name_(PyRef::Steal(PyUnicode_InternFromString("__file__"))),
-        saved_(PyRef::Borrow(name_ ? PyDict_GetItemWithError(globals, name_.get()) : nullptr)),
+        saved_(PyRef::Steal(name_ ? zrpy::NewDictItem(globals, name_.get()) : nullptr)),
         set_(!PyErr_Occurred() && PyDict_SetItem(globals, name_.get(), path) == 0) {}
   FileAttribute(const FileAttribute&) = delete;
   FileAttribute& operator=(const FileAttribute&) = delete;
@@ -69,28 +70,34 @@ class FileAttribute {
   const bool set_;
 };
 
-// Null with an IOError pending. A directory opens like a file here and there, and would run as an
-// empty script.
-std::FILE* Open(PyObject* path, const ScriptFile& script) {
-  std::FILE* stream = _Py_fopen_obj(path, script.compiled ? "rb" : "r");
-  if (stream && zrpy::IsDirectory(stream)) {
-    std::fclose(stream);
-    stream = nullptr;
+// Without the lock, from a wait for a pipe's writer. False when a signal's handler raised.
+bool GoOn() {
+  const zrpy::GilGuard gil;
+  return PyErr_CheckSignals() == 0;
+}
+
+// Null with an error pending: an IOError, or what a signal's handler raised. The lock is given up
+// meanwhile: a pipe's writer can be a thread of the script.
+zrpy::Stream Open(PyObject* path, const ScriptFile& script) ZR_REQUIRES_GIL {
+  zrpy::Stream stream;
+  const bool allowed = zrpy::AuditOpen(path, script.compiled ? "rb" : "r");
+  if (allowed) {
+    const zrpy::GilRelease released;
+    stream = zrpy::OpenScript(script.path, !script.compiled, &GoOn);
   }
-  if (!stream) {
+  if (!stream && !(allowed && PyErr_Occurred())) {
     PyErr_SetString(PyExc_IOError, ("could not open file - " + script.path).c_str());
   }
   return stream;
 }
 
-// Null with an error pending. The stream is closed ahead of the code's run, or by the runtime.
-PyRef Run(std::FILE* stream, const ScriptFile& script, PyObject* globals,
+// Null with an error pending. The stream is closed ahead of the code's run.
+PyRef Run(zrpy::Stream stream, const ScriptFile& script, PyObject* globals,
           PyObject* locals) ZR_REQUIRES_GIL {
   if (!script.compiled) {
-    return PyRef::Steal(
-        PyRun_FileExFlags(stream, script.path.c_str(), Py_file_input, globals, locals, 1, nullptr));
+    return zrpy::RunSourceFile(std::move(stream), script.path, globals, locals);
   }
-  const PyRef code = zrpy::ReadCompiledFile(stream, script.path);
+  const PyRef code = zrpy::ReadCompiledFile(std::move(stream), script.path);
   return PyRef::Steal(code ? PyEval_EvalCode(code.get(), globals, locals) : nullptr);
 }
 
@@ -109,8 +116,8 @@ bool zrInterpPython::RunFile(const zrString& file, PyObject* globals, PyObject* 
   const FileAttribute shown(globals, path.get());
   bool ran = false;
   if (shown) {
-    if (std::FILE* const stream = Open(path.get(), script)) {
-      ran = static_cast<bool>(Run(stream, script, globals, locals));
+    if (zrpy::Stream stream = Open(path.get(), script)) {
+      ran = static_cast<bool>(Run(std::move(stream), script, globals, locals));
     }
   }
   handleExceptions();

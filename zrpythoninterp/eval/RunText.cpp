@@ -1,37 +1,24 @@
-// Source text, run in a namespace. Private here: running a text that was compiled before. Test:
+// Source text, run in a namespace. Private here: compiling a text that comes again. Test:
 // tests/eval/EvalScript_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
-#include <zrpythoninterp/eval/CodeCache.h>
-#include <zrpythoninterp/eval/InternedNames.h>
+#include <zrpythoninterp/core/Runtime.h>
+
+#include <zrpythoninterp/eval/KeptCode.h>
+#include <zrpythoninterp/eval/RunCode.h>
 #include <zrpythoninterp/eval/RunText.h>
+#include <zrpythoninterp/eval/WarningWatch.h>
 
 namespace zrpy {
 
 namespace {
 
-// The value of a name where running its code would find it, and null with no error pending where
-// that is for the code to find out.
-PyRef ValueOfName(PyObject* name, PyObject* globals, PyObject* locals) {
-  if (ThreadMayBeWatched() || !PyDict_CheckExact(locals) || !PyDict_CheckExact(globals)) {
-    return PyRef();
-  }
-  PyObject* value = PyDict_GetItemWithError(locals, name);
-  if (!value && !PyErr_Occurred()) value = PyDict_GetItemWithError(globals, name);
-  PyErr_Clear();
-  return PyRef::Borrow(value);
-}
-
-// All that the runtime does to run a text, but for compiling it.
-PyRef RunKnown(const KnownText& text, PyObject* globals, PyObject* locals) ZR_REQUIRES_GIL {
-  const PyRef builtins = Interned(Name::kBuiltins);
-  if (!builtins || !AuditExec(text.code.get()) || !CompleteNamespace(globals, builtins.get())) {
-    return PyRef();
-  }
-  if (text.name) {
-    if (PyRef value = ValueOfName(text.name.get(), globals, locals)) return value;
-  }
-  return PyRef::Steal(PyEval_EvalCode(text.code.get(), globals, locals));
+// Null with an error pending when the text does not compile.
+PyRef CompileAndKeep(const CodeSource& source, const Sighting& sighting,
+                     int start) ZR_REQUIRES_GIL {
+  const WarningWatch watch;
+  PyRef code =
+      PyRef::Steal(Py_CompileStringExFlags(source.content.data(), "<string>", start, nullptr, -1));
+  if (code && !watch.noticed()) KeepCode(source, sighting, code.get());
+  return code;
 }
 
 }  // namespace
@@ -41,10 +28,19 @@ PyRef RunText(const zrString& script, TextMode mode, PyObject* globals, PyObject
   // A script that empties its context must not free what it runs in.
   const PyRef keptGlobals = PyRef::Borrow(globals);
   const PyRef keptLocals = PyRef::Borrow(locals);
-  const KnownText known = LookUpText(script, mode);
-  if (known.code) return RunKnown(known, globals, locals);
-  return PyRef::Steal(
-      PyRun_StringFlags(script.c_str(), StartSymbol(mode), globals, locals, nullptr));
+  const bool isExpression = mode == TextMode::kExpression;
+  const CodeSource source{
+      isExpression ? CodeSource::Kind::kExpression : CodeSource::Kind::kStatements,
+      {},
+      script.c_str()};
+  const int start = isExpression ? Py_eval_input : Py_file_input;
+  const Sighting sighting = LookUpCode(source);
+  if (sighting.code) return RunKeptCode(sighting.code.get(), script.c_str(), globals, locals);
+  if (!sighting.isWorthKeeping) {
+    return PyRef::Steal(PyRun_StringFlags(script.c_str(), start, globals, locals, nullptr));
+  }
+  const PyRef code = CompileAndKeep(source, sighting, start);
+  return code ? RunCode(code.get(), globals, locals) : PyRef();
 }
 
 }  // namespace zrpy

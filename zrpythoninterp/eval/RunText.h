@@ -10,10 +10,6 @@ namespace zrpy {
 // Whether the text is one expression, whose value is given, or statements, which give None.
 enum class TextMode { kExpression, kStatements };
 
-inline int StartSymbol(TextMode mode) {
-  return mode == TextMode::kExpression ? Py_eval_input : Py_file_input;
-}
-
 // Compiles and runs the text, up to its first NUL. Borrows both namespaces, which may be null when
 // making them left an error pending. Null with an error pending when the text does not compile or
 // raises.

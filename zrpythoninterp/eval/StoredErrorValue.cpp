@@ -1,151 +1,19 @@
 // CPython 3.5 stores an error of its own as a bare text, and makes an instance of it only where a
 // handler or a trace function asks for one. Newer runtimes make it at once, and then the instance
-// and the instructions that the traceback names tell what 3.5 would have had at the end. Test:
-// tests/eval/StoredErrorValue_test.cpp.
+// and the instructions that the traceback names tell what 3.5 would have had at the end: see
+// kRules. Test: tests/eval/StoredErrorValue_test.cpp.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/eval/StoredErrorValue.h>
+#include <zrpythoninterp/eval/TracebackSpot.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <initializer_list>
+#include <iterator>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 namespace zrpy {
 namespace {
-
-// ---- instructions: functions on bytes ----
-
-using Bytes = std::string_view;
-constexpr int kInstructionBytes = 2;
-
-unsigned char ByteAt(Bytes bytes, int position) {
-  const size_t index = static_cast<size_t>(position);
-  return index < bytes.size() ? static_cast<unsigned char>(bytes[index]) : '\0';
-}
-
-Op OpAt(Bytes code, int position) { return OpOf(ByteAt(code, position)); }
-
-// The instruction behind the prefixes at the position: a traceback names the first of them.
-int SkipPrefixes(Bytes code, int position) {
-  while (OpAt(code, position) == Op::kExtendedArg) position += kInstructionBytes;
-  return position;
-}
-
-// A number of the exception table: six bits to a byte, highest first, and one bit for "more
-// follows".
-int ReadTableNumber(Bytes table, int& position) {
-  int number = ByteAt(table, position) & 0x3f;
-  while ((ByteAt(table, position++) & 0x40) != 0) {
-    number = (number << 6) | (ByteAt(table, position) & 0x3f);
-  }
-  return number;
-}
-
-// Where an error at the position goes on, or -1 when the code has no place for it.
-int TableTarget(Bytes table, int position) {
-  const int end = static_cast<int>(table.size());
-  for (int index = 0; index < end;) {
-    const int start = ReadTableNumber(table, index) * kInstructionBytes;
-    const int length = ReadTableNumber(table, index) * kInstructionBytes;
-    const int target = ReadTableNumber(table, index) * kInstructionBytes;
-    ReadTableNumber(table, index);  // depth of the value stack
-    if (position >= start && position < start + length) return target;
-  }
-  return -1;
-}
-
-// 3.11 and later. Generators and inlined comprehensions have entries of their own, which only tidy
-// up and send the error on: those are followed to the next one.
-bool TableCatches(Bytes code, Bytes table, int position) {
-  for (size_t steps = 0; steps < code.size(); ++steps) {
-    position = TableTarget(table, position);
-    if (position < 0) return false;
-    if (OpAt(code, position) == Op::kHandler) return true;
-  }
-  return false;
-}
-
-// Up to 3.10. Follows every way through the code from its start, with the blocks that are open on
-// it, until one comes to the position.
-bool BlocksCatch(Bytes code, int position) {
-  struct Way {
-    int at;
-    std::vector<bool> blocks;  // the open ones; true for those with a handler
-  };
-  std::vector<bool> seen(code.size());
-  std::vector<Way> ways{{0, {}}};
-  while (!ways.empty()) {
-    int at = ways.back().at;
-    std::vector<bool> blocks = std::move(ways.back().blocks);
-    ways.pop_back();
-    Op op = Op::kOther;
-    while (op != Op::kJump && op != Op::kJumpForward && op != Op::kRaise && op != Op::kLeave) {
-      const size_t index = static_cast<size_t>(at);
-      if (index >= code.size() || seen[index]) break;
-      seen[index] = true;
-      const int instruction = SkipPrefixes(code, at);
-      if (at <= position && position <= instruction) {
-        return std::find(blocks.begin(), blocks.end(), true) != blocks.end();
-      }
-      int argument = 0;
-      for (; at <= instruction; at += kInstructionBytes) {
-        argument = (argument << 8) | ByteAt(code, at + 1);
-      }
-      op = OpAt(code, instruction);
-      const int absolute = argument * kJumpUnit;
-      const int forward = at + absolute;
-      const bool opens = op == Op::kSetupHandler || op == Op::kSetupLoop;
-      if (op == Op::kJump || op == Op::kBranch) ways.push_back({absolute, blocks});
-      if (op == Op::kJumpForward || op == Op::kBranchForward) ways.push_back({forward, blocks});
-      if (opens) ways.push_back({forward, blocks});  // the handler itself lies outside the block
-      if (opens) blocks.push_back(op == Op::kSetupHandler);
-      if (op == Op::kPopBlock && !blocks.empty()) blocks.pop_back();
-    }
-  }
-  return false;
-}
-
-// ---- the traceback ----
-
-Bytes ViewOf(const PyRef& bytes) {
-  if (!bytes || !PyBytes_Check(bytes.get())) return Bytes();
-  return Bytes(PyBytes_AS_STRING(bytes.get()), static_cast<size_t>(PyBytes_GET_SIZE(bytes.get())));
-}
-
-// One entry of a traceback: the code and the instruction at which the error left it or passed it.
-class Spot {
- public:
-  // Lock held. May leave an error pending; the code then seems empty.
-  explicit Spot(const PyTracebackObject* entry) : position_(entry->tb_lasti) {
-    const PyRef code = PyRef::Steal(reinterpret_cast<PyObject*>(NewFrameCode(entry->tb_frame)));
-    bytes_ = PyRef::Steal(PyObject_GetAttrString(code.get(), "co_code"));
-    if (!kHasExceptionTable) return;
-    table_ = PyRef::Steal(PyObject_GetAttrString(code.get(), "co_exceptiontable"));
-  }
-
-  Op op() const { return OpAt(code(), SkipPrefixes(code(), position_)); }
-
-  bool UnderHandler() const {
-    return kHasExceptionTable ? TableCatches(code(), ViewOf(table_), position_)
-                              : BlocksCatch(code(), position_);
-  }
-
-  // A generator waits here, or has not begun, so that an error here was thrown into it.
-  bool Waiting() const {
-    return position_ < 0 || op() == Op::kSuspend || op() == Op::kReturnGenerator ||
-           OpAt(code(), position_ - kInstructionBytes) == Op::kReturnGenerator;
-  }
-
- private:
-  Bytes code() const { return ViewOf(bytes_); }
-
-  PyRef bytes_;
-  PyRef table_;
-  int position_;
-};
-
-// ---- the error ----
 
 bool Is(PyObject* error, PyObject* type) { return PyErr_GivenExceptionMatches(error, type) != 0; }
 
@@ -154,54 +22,170 @@ PyObject* ArgumentsOf(PyObject* error) {
   return reinterpret_cast<PyBaseExceptionObject*>(error)->args;
 }
 
-bool HasText(PyObject* error, std::initializer_list<const char*> texts) {
+// Whether the error's one argument is a text that holds all of the parts, the first at its start,
+// in their order.
+bool HasText(PyObject* error, std::initializer_list<std::string_view> parts) {
   PyObject* const arguments = ArgumentsOf(error);
   if (PyTuple_GET_SIZE(arguments) != 1) return false;
-  PyObject* const text = PyTuple_GET_ITEM(arguments, 0);
-  return PyUnicode_Check(text) && std::any_of(texts.begin(), texts.end(), [text](const char* one) {
-           return PyUnicode_CompareWithASCIIString(text, one) == 0;
-         });
+  PyObject* const argument = PyTuple_GET_ITEM(arguments, 0);
+  Py_ssize_t size = 0;
+  const char* const bytes =
+      PyUnicode_Check(argument) ? PyUnicode_AsUTF8AndSize(argument, &size) : nullptr;
+  PyErr_Clear();
+  std::string_view text = bytes ? std::string_view(bytes, static_cast<size_t>(size)) : "";
+  for (const std::string_view part : parts) {
+    const size_t found = text.find(part);
+    if (found == text.npos || (part == *parts.begin() && found != 0)) return false;
+    text.remove_prefix(found + part.size());
+  }
+  return true;
 }
 
-// Errors that 3.5 makes as instances from the start, whoever raises them.
-bool IsBornInstance(PyObject* error, Op op) {
-  const Py_ssize_t count = PyTuple_GET_SIZE(ArgumentsOf(error));
-  if (Is(error, PyExc_ImportError)) {
-    return op != Op::kImportFrom &&
-           !HasText(error, {"attempted relative import with no known parent package"});
-  }
-  if (Is(error, PyExc_SyntaxError)) {  // of an imported file, or found after parsing
-    PyObject* const line = reinterpret_cast<PySyntaxErrorObject*>(error)->lineno;
-    return op == Op::kImportName || (count == 1 && line != nullptr && line != Py_None);
-  }
-  if (Is(error, PyExc_UnicodeError)) return count == 5;
-  if (Is(error, PyExc_OSError)) return count >= 2;
-  if (Is(error, PyExc_StopIteration)) return count > 0;
-  return Is(error, PyExc_Warning);
+// ---- the way of an error ----
+
+// What the traceback tells of it: nothing where no line of Python ran, as with a text that did not
+// compile.
+struct Way {
+  bool isTraced = false;
+  bool passedHandler = false;
+  bool passedImport = false;  // of a module, in whose code it was raised
+  bool wasRaisedAgain = false;
+  bool wasThrown = false;  // into a generator
+  Op op = Op::kOther;      // of the innermost instruction
+};
+
+// The frame that an entry's frame was called from is that of the entry outside of it, unless C code
+// had kept the error and raised it once more. Where the runtime knows no caller it cannot be told.
+bool IsCalledFrom(const PyTracebackObject* inner, const PyTracebackObject* outer) {
+  const PyRef caller = PyRef::Steal(NewFrameBack(inner->tb_frame));
+  return !caller || caller.get() == reinterpret_cast<PyObject*>(outer->tb_frame);
 }
 
-// True when the runtime raised the error and nothing on its way made an instance of it on 3.5.
-bool StayedBare(PyObject* error, PyObject* traceback) {
-  if (PyRef::Steal(PyException_GetContext(error))) return false;  // while another was handled
-  if (traceback == nullptr) return !IsBornInstance(error, Op::kOther);
-  if (PyThreadState_Get()->c_tracefunc != nullptr) return false;  // a trace function saw it
-  for (auto* entry = reinterpret_cast<PyTracebackObject*>(traceback);; entry = entry->tb_next) {
-    const Spot spot(entry);
-    if (spot.UnderHandler()) return false;
-    if (entry->tb_next != nullptr) {
-      if (spot.op() == Op::kImportName) return false;  // passed the import system's handlers
-      continue;
+Way WayOf(PyObject* traceback) ZR_REQUIRES_GIL {
+  Way way;
+  if (!traceback) return way;
+  way.isTraced = PyThreadState_Get()->c_tracefunc != nullptr;
+  for (auto* entry = reinterpret_cast<PyTracebackObject*>(traceback); entry;
+       entry = entry->tb_next) {
+    const TracebackSpot spot(entry);
+    const bool isInnermost = entry->tb_next == nullptr;
+    if (spot.UnderHandler()) way.passedHandler = true;
+    if (!isInnermost && spot.op() == Op::kImportName) way.passedImport = true;
+    if (!isInnermost && !IsCalledFrom(entry->tb_next, entry)) way.wasRaisedAgain = true;
+    if (way.passedHandler) break;  // which decides
+    if (isInnermost) {
+      way.op = spot.op();
+      way.wasThrown = spot.Waits();
     }
-    if (spot.op() == Op::kRaise) {  // only these two are the raise statement's own
-      return HasText(
-          error, {"exceptions must derive from BaseException", "No active exception to reraise"});
-    }
-    // Thrown into a generator; but a call that went too deep can stop ahead of its first
-    // instruction.
-    if (spot.Waiting() && !Is(error, PyExc_RecursionError)) return false;
-    return !IsBornInstance(error, spot.op());
   }
+  return way;
 }
+
+// ---- the rules ----
+
+// What a rule tells of an error that it holds for.
+enum class On35 {
+  kInstance,
+  kBare,  // text, tuple or nothing, as the runtime raised it
+};
+
+struct Rule {
+  bool (*holds)(PyObject* error, const Way& way);
+  On35 stored;
+};
+
+// The first that holds decides. Where none does the runtime raised the error by itself, and nothing
+// on the error's way made an instance of it. Measured against 3.5; what a new release changes is
+// changed here.
+constexpr Rule kRules[] = {
+    // Raised while another was handled: 3.5 makes an instance to note the other one in it.
+    {[](PyObject* error, const Way&) {
+       return static_cast<bool>(PyRef::Steal(PyException_GetContext(error)));
+     },
+     On35::kInstance},
+    // A trace function is told of each error, and gets an instance.
+    {[](PyObject*, const Way& way) { return way.isTraced; }, On35::kInstance},
+    // A handler gets one, also where it does not match, or only tidies up.
+    {[](PyObject*, const Way& way) { return way.passedHandler; }, On35::kInstance},
+    // The import of a module has handlers of its own.
+    {[](PyObject*, const Way& way) { return way.passedImport; }, On35::kInstance},
+    // C code that keeps an error to raise it later (a future) keeps an instance.
+    {[](PyObject*, const Way& way) { return way.wasRaisedAgain; }, On35::kInstance},
+    // The raise statement itself fails: on what is no exception, ...
+    {[](PyObject* error, const Way& way) {
+       return way.op == Op::kRaise && Is(error, PyExc_TypeError) &&
+              (HasText(error, {"exceptions must derive from BaseException"}) ||
+               HasText(error, {"exception causes must derive from BaseException"}));
+     },
+     On35::kBare},
+    // ... on a class that makes something else, ...
+    {[](PyObject* error, const Way& way) {
+       return way.op == Op::kRaise && Is(error, PyExc_TypeError) &&
+              HasText(error, {"calling ", " should have returned an instance of BaseException"});
+     },
+     On35::kBare},
+    // ... on a class whose instances are not made without arguments, ...
+    {[](PyObject* error, const Way& way) {
+       return way.op == Op::kRaise && Is(error, PyExc_TypeError) &&
+              HasText(error, {"", "() missing ", " required positional argument"});
+     },
+     On35::kBare},
+    // ... or where nothing is there to be raised again.
+    {[](PyObject* error, const Way& way) {
+       return way.op == Op::kRaise && Is(error, PyExc_RuntimeError) &&
+              HasText(error, {"No active exception to reraise"});
+     },
+     On35::kBare},
+    // All else that leaves a raise statement is an instance: the script's, or that of an assert.
+    {[](PyObject*, const Way& way) { return way.op == Op::kRaise; }, On35::kInstance},
+    // So is what throw() is given; but a call that went too deep can stop ahead of its first
+    // instruction, where a generator would wait.
+    {[](PyObject* error, const Way& way) {
+       return way.wasThrown && !Is(error, PyExc_RecursionError);
+     },
+     On35::kInstance},
+    // The import statement makes its errors as instances, all but these two.
+    {[](PyObject* error, const Way& way) {
+       return Is(error, PyExc_ImportError) && way.op != Op::kImportFrom &&
+              !HasText(error, {"attempted relative import with no known parent package"});
+     },
+     On35::kInstance},
+    // Syntax errors are stored as message and place, but for those of an imported file, and those
+    // that are found after parsing.
+    {[](PyObject* error, const Way& way) {
+       if (!Is(error, PyExc_SyntaxError)) return false;
+       PyObject* const line = reinterpret_cast<PySyntaxErrorObject*>(error)->lineno;
+       return way.op == Op::kImportName ||
+              (PyTuple_GET_SIZE(ArgumentsOf(error)) == 1 && line != nullptr && line != Py_None);
+     },
+     On35::kInstance},
+    // Codecs make theirs as instances; those have five arguments.
+    {[](PyObject* error, const Way&) {
+       return Is(error, PyExc_UnicodeError) && PyTuple_GET_SIZE(ArgumentsOf(error)) == 5;
+     },
+     On35::kInstance},
+    // So do calls of the operating system, with number and text.
+    {[](PyObject* error, const Way&) {
+       return Is(error, PyExc_OSError) && PyTuple_GET_SIZE(ArgumentsOf(error)) >= 2;
+     },
+     On35::kInstance},
+    // The end of a generator that returns a value brings an instance.
+    {[](PyObject* error, const Way&) {
+       return Is(error, PyExc_StopIteration) && PyTuple_GET_SIZE(ArgumentsOf(error)) > 0;
+     },
+     On35::kInstance},
+    // A warning that is raised as an error is made by the module warnings.
+    {[](PyObject* error, const Way&) { return Is(error, PyExc_Warning); }, On35::kInstance},
+};
+
+bool StayedBare(PyObject* error, PyObject* traceback) ZR_REQUIRES_GIL {
+  const Way way = WayOf(traceback);
+  const auto* const rule = std::find_if(std::begin(kRules), std::end(kRules),
+                                        [&](const Rule& one) { return one.holds(error, way); });
+  return rule == std::end(kRules) || rule->stored == On35::kBare;
+}
+
+// ---- the bare value ----
 
 // The message and location of a syntax error, without the items that 3.10 adds to the location.
 PyRef SyntaxArguments(PyObject* arguments) {
@@ -222,9 +206,9 @@ PyRef BareValue(PyObject* error) {
   const Py_ssize_t count = PyTuple_GET_SIZE(arguments);
   if (count == 0) return PyRef();
   if (Is(error, PyExc_SyntaxError) && count == 2) return SyntaxArguments(arguments);
-  const bool isKey = Is(error, PyExc_KeyError) &&
-                     !HasText(error, {"pop from an empty set", "popitem(): dictionary is empty",
-                                      "dictionary is empty"});
+  const bool isKey = Is(error, PyExc_KeyError) && !HasText(error, {"pop from an empty set"}) &&
+                     !HasText(error, {"popitem(): dictionary is empty"}) &&
+                     !HasText(error, {"dictionary is empty"});
   return PyRef::Borrow(isKey || count > 1 ? arguments : PyTuple_GET_ITEM(arguments, 0));
 }
 

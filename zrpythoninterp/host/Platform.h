@@ -6,21 +6,32 @@
 
 #include <csignal>
 #include <cstddef>
-#include <cstdio>
-#include <vector>
+#include <string>
 
 namespace zrpy {
 
+// kSharesStreams: whether all of the process has one C library, so that the runtime can read a
+// stream of ours.
+//
 // kKeepsTrailingDot: whether a file without an extension can be opened under its name followed by a
 // dot, so that a rebuilt path may keep it.
 #ifdef _WIN32
+constexpr bool kIsWindows = true;
+constexpr bool kSharesStreams = false;
 constexpr char kSeparator = '\\';
 constexpr char kPathListSeparator = ';';
 constexpr bool kKeepsTrailingDot = true;
 #else
+constexpr bool kIsWindows = false;
+constexpr bool kSharesStreams = true;
 constexpr char kSeparator = '/';
 constexpr char kPathListSeparator = ':';
 constexpr bool kKeepsTrailingDot = false;
+#endif
+
+#ifdef _WIN32
+// A path as the system's calls take it: wide, absolute, also beyond 260 characters.
+std::wstring SystemPath(const zrString& path);
 #endif
 
 // Slashes, in place. A text with nothing to change is not written to, so that other threads may
@@ -28,6 +39,9 @@ constexpr bool kKeepsTrailingDot = false;
 void ToBackslashes(zrString& text);
 void ToForwardSlashes(zrString& text);
 void ToNative(zrString& path);
+// Only slashes that the system would take for a part of a name: it opens the path, and messages
+// name it, as nearly as it was given.
+void ToUsable(zrString& path);
 
 // The directory of this platform's binaries in an installation.
 const char* PlatformDirectoryName();
@@ -41,60 +55,42 @@ zrString FromRoot(const zrString& path);
 std::size_t RootLength(const zrString& path);
 
 // The process's environment. A value ends at its first zero byte; failures go unnoticed. What
-// GetEnvironment gives is null when unset and good until the variable changes.
+// GetEnvironment gives is null when unset and good until the variable changes, and on Windows until
+// the thread asks for the next.
 void SetEnvironment(const char* name, const zrString& value);
 const char* GetEnvironment(const char* name);
-
-// A variable of the environment as it was last read, and whether that still holds. The look for the
-// name goes over the whole environment text by text; where nothing in the environment was replaced
-// since, this is found out by the addresses alone.
-class EnvironmentWatch {
- public:
-  explicit EnvironmentWatch(const char* name) : name_(name) {}
-
-  void Read();
-  bool IsUnchanged();
-
-  const zrString* value() const { return isSet_ ? &value_ : nullptr; }
-
- private:
-  const char* name_;
-  bool isSet_ = false;
-  zrString value_;
-#ifndef _WIN32
-  void noteEntries();
-  const char* text_ = nullptr;        // the value where the environment has it
-  std::vector<const char*> entries_;  // of the whole environment, with the null at its end
-#endif
-};
+void UnsetEnvironment(const char* name);
 
 // Of files. A path that cannot be looked up, or that has a zero byte in it, answers false.
 bool PathExists(const zrString& path);
-bool IsDirectory(std::FILE* stream);
 bool IsReadableFile(const zrString& path);  // a regular file, not empty, that opens for reading
 bool IsReadableDirectory(const zrString& path);
 
-// Keeps what a start of the runtime would change for the whole process: what SIGINT does, and the
-// locale of character classes. Both are as they were when the object is destroyed.
-//
-// addressInRuntime, for a stop: a handler of SIGINT that lies in the runtime's library was
-// installed by a script and is of no use without the runtime, so the one that stood before the
-// start is put back.
-class KeepHostSettings {
+// Whether the process may open that many files more.
+bool CanOpenFiles(int count);
+
+// A memory fence for one side of a handshake to pay: between begin and end of FenceOtherThreads
+// each other thread of the process passes a full one, wherever it is. Where CanFenceOtherThreads is
+// false, it does nothing and both sides need a fence.
+bool CanFenceOtherThreads();
+void FenceOtherThreads();
+
+// Keeps the locale of character classes, which a start of the runtime sets for the whole process.
+class KeepLocale {
  public:
-  explicit KeepHostSettings(const void* addressInRuntime = nullptr);
-  KeepHostSettings(const KeepHostSettings&) = delete;
-  KeepHostSettings& operator=(const KeepHostSettings&) = delete;
-  ~KeepHostSettings();
+  KeepLocale();
+  KeepLocale(const KeepLocale&) = delete;
+  KeepLocale& operator=(const KeepLocale&) = delete;
+  ~KeepLocale();
 
  private:
-#ifdef _WIN32
-  void (*interrupt_)(int);
-#else
-  struct sigaction interrupt_;
-#endif
-  zrString characterLocale_;
+  const zrString characters_;
 };
+
+// Loads the runtime's library from its home where the system's loader has not done so when the
+// program was loaded, as on Windows. name: without extension. False when it is not there, or lacks
+// what this program was built for. Elsewhere always true.
+bool LoadRuntime(const zrString& directory, const zrString& name);
 
 // Lets extension modules find the symbols of the shared library that holds the address, which
 // they do not when the host loaded this library with its symbols kept local. A failure is

@@ -1,5 +1,5 @@
-// uklLibrary: the absolute form of a path. Private: the token, and "." and ".." on the text.
-// Test: tests/host/Paths_test.cpp.
+// uklLibrary: the absolute form of a path, with forward slashes. Private: the token, and "." and
+// ".." on the text. Test: tests/host/Paths_test.cpp.
 
 #include <zrpythoninterp/host/Platform.h>
 #include <zrpythoninterp/host/uklLibrary.h>
@@ -44,7 +44,5 @@ zrString WithoutDots(const zrString& path) {
 zrString uklLibrary::GetAbsoluteFileName(const zrString& path) {
   zrString absolute = zrpy::FromRoot(WithPlatform(path));
   zrpy::ToForwardSlashes(absolute);
-  zrString result = WithoutDots(absolute);
-  zrpy::ToNative(result);
-  return result;
+  return WithoutDots(absolute);
 }

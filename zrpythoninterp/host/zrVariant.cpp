@@ -1,8 +1,8 @@
 // zrVariant: what a value holds, its tag, and the getters. Private: the pointer's text and the
 // cut of a floating-point number to a whole one. Test: tests/host/zrVariant_test.cpp.
 
+#include <zrpythoninterp/host/ValueText.h>
 #include <zrpythoninterp/host/zrVariant.h>
-#include <zrpythoninterp/host/zrVariantAccess.h>
 
 #include <cmath>
 #include <limits>
@@ -129,20 +129,18 @@ zrString zrVariant::GetString() const {
       [&text](const auto& value) {
         using Kind = std::decay_t<decltype(value)>;
         if constexpr (std::is_same_v<Kind, bool>) {
-          zrVariantAccess::AppendBoolean(text, value);
-        } else if constexpr (std::is_same_v<Kind, long long>) {
-          zrVariantAccess::AppendLong64(text, value);
-        } else if constexpr (std::is_same_v<Kind, double>) {
-          zrVariantAccess::AppendDouble(text, value);
+          zrpy::AppendBoolean(text, value);
+        } else if constexpr (std::is_arithmetic_v<Kind>) {
+          zrpy::AppendNumber(text, value);
         } else if constexpr (std::is_same_v<Kind, zrString>) {
           text = value;
         } else if constexpr (std::is_same_v<Kind, zrStlVector<zrString>>) {
-          zrVariantAccess::OpenList(text);
+          zrpy::OpenList(text);
           for (const zrString& entry : value) {
-            if (&entry != value.data()) zrVariantAccess::NextEntry(text);
+            if (&entry != value.data()) zrpy::NextEntry(text);
             text += entry;
           }
-          zrVariantAccess::CloseList(text);
+          zrpy::CloseList(text);
         } else if constexpr (std::is_same_v<Kind, void*>) {
           text = PointerText(value);
         }

@@ -5,6 +5,7 @@
 #include <zrpythoninterp/host/zrString.h>
 
 #include <cstdint>
+#include <type_traits>
 #include <variant>
 
 struct zrVariantAccess;
@@ -28,6 +29,9 @@ class ZR_EXPORT zrVariant {
   zrVariant();
   /// A string, as from SetString. Implicit, so that a literal can stand for a value.
   zrVariant(const char* text);  // NOLINT(google-explicit-constructor): part of the contract
+  /// No number becomes a value by itself: a literal 0 would otherwise be a null text.
+  template <typename T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
+  zrVariant(T) = delete;  // NOLINT(google-explicit-constructor): it stands for the implicit ones
   /// Copies tag and value.
   zrVariant(const zrVariant& other);
   /// Leaves other empty with tag 0.

@@ -1,34 +1,27 @@
-// zrVariantAccess: the pieces of a value's text, and big values in place. Private: one buffer for
-// numbers. Test: tests/host/zrVariant_test.cpp.
+// zrVariantAccess: the pieces of a value's text, and big values in place. Private: nothing. Test:
+// tests/host/zrVariant_test.cpp.
 
+#include <zrpythoninterp/host/ValueText.h>
 #include <zrpythoninterp/host/zrVariant.h>
 #include <zrpythoninterp/host/zrVariantAccess.h>
 
-#include <charconv>
-
-namespace {
-
-template <typename Number>
-void AppendNumber(zrString& text, Number value) {
-  char digits[32];  // 24 are the most that either kind of number needs
-  text.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
-}
-
-}  // namespace
-
 void zrVariantAccess::AppendBoolean(zrString& text, bool value) {
-  text += value ? "true" : "false";
+  zrpy::AppendBoolean(text, value);
 }
 
-void zrVariantAccess::AppendLong64(zrString& text, long long value) { AppendNumber(text, value); }
+void zrVariantAccess::AppendLong64(zrString& text, long long value) {
+  zrpy::AppendNumber(text, value);
+}
 
-void zrVariantAccess::AppendDouble(zrString& text, double value) { AppendNumber(text, value); }
+void zrVariantAccess::AppendDouble(zrString& text, double value) {
+  zrpy::AppendNumber(text, value);
+}
 
-void zrVariantAccess::OpenList(zrString& text) { text += '['; }
+void zrVariantAccess::OpenList(zrString& text) { zrpy::OpenList(text); }
 
-void zrVariantAccess::NextEntry(zrString& text) { text += ", "; }
+void zrVariantAccess::NextEntry(zrString& text) { zrpy::NextEntry(text); }
 
-void zrVariantAccess::CloseList(zrString& text) { text += ']'; }
+void zrVariantAccess::CloseList(zrString& text) { zrpy::CloseList(text); }
 
 void zrVariantAccess::TakeString(zrVariant& value, zrString&& text) {
   value.SetString("");  // for the tag

@@ -1,4 +1,8 @@
 // One walk of the observers. Test: tests/trace/Observers_test.cpp.
+#include <zrpythoninterp/core/Runtime.h>
+
+#include <zrpythoninterp/core/Door.h>
+#include <zrpythoninterp/host/Platform.h>
 #include <zrpythoninterp/trace/ObserverWalk.h>
 
 #include <algorithm>
@@ -6,14 +10,8 @@
 
 namespace zrpy {
 
-namespace {
-
-thread_local int walksOnThisThread = 0;
-
-}  // namespace
-
 ObserverWalk::ObserverWalk(zrInterpPython& interp)
-    : interp_(interp), walksOnThisThread_(walksOnThisThread) {
+    : interp_(interp), walksOnThisThread_(Door::Thread().observerWalks) {
   const std::lock_guard<std::mutex> lock(interp_.observersMutex_);
   takeList();
   previous_ = interp_.walks_;
@@ -52,33 +50,56 @@ void ObserverWalk::takeList() {
   list_ = lists.back().get();
 }
 
+// Says who is called next, null for the end of the list. True while the list is the newest. Who
+// takes an observer out moves the revision, fences, and then looks here: either it finds the
+// announcement, or this finds the new revision.
+bool ObserverWalk::announce(zrInterpPython::Observer* observer) {
+  static const bool othersFence = CanFenceOtherThreads();
+  if (othersFence) {
+    calls_.store(observer, std::memory_order_release);
+    std::atomic_signal_fence(std::memory_order_seq_cst);  // the compiler keeps the order, too
+  } else {
+    calls_.store(observer);
+  }
+  return interp_.observersRevision_.load() == list_->revision;
+}
+
 void ObserverWalk::Run(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
-  for (size_t i = 0; i < list_->observers.size();) {
-    zrInterpPython::Observer* const observer = list_->observers[i];
-    observer->Notify(event);
-    if (!interp_.tracing_) return;
-    if (interp_.observersRevision_.load(std::memory_order_acquire) == list_->revision) {
+  zrInterpPython::Observer* last = nullptr;
+  for (size_t i = 0;;) {
+    const auto& observers = list_->observers;
+    zrInterpPython::Observer* const next = i < observers.size() ? observers[i] : nullptr;
+    if (announce(next)) {
+      if (!next) return;
+      next->Notify(event);
+      if (!interp_.tracing_) return;
+      last = next;
       ++i;
       continue;
     }
     {
       const std::lock_guard<std::mutex> lock(interp_.observersMutex_);
+      calls_ = nullptr;
       takeList();
     }
     interp_.walkMoved_.notify_all();
-    const auto& observers = list_->observers;
-    const auto next = std::upper_bound(observers.begin(), observers.end(), observer, std::less<>());
-    i = static_cast<size_t>(next - observers.begin());
+    const auto& newer = list_->observers;
+    const auto from = std::upper_bound(newer.begin(), newer.end(), last, std::less<>());
+    i = static_cast<size_t>(from - newer.begin());
   }
 }
 
-bool ObserverWalk::OnThisThread() { return walksOnThisThread != 0; }
+bool ObserverWalk::OnThisThread() {
+  const ThreadRecord* const thread = Door::KnownThread();
+  return thread && thread->observerWalks != 0;
+}
 
-bool ObserverWalk::AllHaveReached(const zrInterpPython& interp, std::uint64_t revision) {
+bool ObserverWalk::AnyCalls(const zrInterpPython& interp, const zrInterpPython::Observer& observer,
+                            std::uint64_t revision) {
   for (const ObserverWalk* walk = interp.walks_; walk; walk = walk->previous_) {
-    if (walk->list_->revision < revision) return false;
+    if (walk->calls_ == &observer && walk->list_->revision < revision) return true;
   }
-  return true;
+  return false;
 }
 
 }  // namespace zrpy

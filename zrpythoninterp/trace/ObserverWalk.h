@@ -3,15 +3,16 @@
 
 #include <zrpythoninterp/core/zrInterpPython.h>
 
+#include <atomic>
 #include <cstdint>
 
 namespace zrpy {
 
 // Calls the observers by ascending address, while others, or the observers themselves, add and
-// remove some. A walk reads a list that nobody changes, and takes a new one when it finds between
-// two calls that the observers' revision has moved; no mutex is held across a call. Whoever takes
-// an observer out waits for the walks that may still stand on an older list: they are linked up for
-// that.
+// remove some. A walk reads a list that nobody changes, and takes a new one when it finds ahead of
+// a call that the observers' revision has moved; no mutex is held across a call. Whoever takes an
+// observer out waits for the walks that call it: they are linked up for that, and each says whom it
+// is about to call before it looks at the revision.
 class ObserverWalk {
  public:
   explicit ObserverWalk(zrInterpPython& interp);
@@ -23,15 +24,18 @@ class ObserverWalk {
 
   // True when the calling thread is inside a walk of whatever interpreter.
   static bool OnThisThread();
-  // interp.observersMutex_ held. True when no walk may still call what was taken out up to this
-  // revision.
-  static bool AllHaveReached(const zrInterpPython& interp, std::uint64_t revision);
+  // interp.observersMutex_ held, and FenceOtherThreads passed since the observer was taken out.
+  // True when a walk is in its call by a list from before this revision.
+  static bool AnyCalls(const zrInterpPython& interp, const zrInterpPython::Observer& observer,
+                       std::uint64_t revision);
 
  private:
   void takeList();  // mutex held
+  bool announce(zrInterpPython::Observer* observer);
 
   zrInterpPython& interp_;
   const zrInterpPython::ObserverList* list_ = nullptr;
+  std::atomic<zrInterpPython::Observer*> calls_{nullptr};
   int& walksOnThisThread_;
   ObserverWalk* previous_ = nullptr;  // the interpreter's running walks
   ObserverWalk* next_ = nullptr;

@@ -1,8 +1,9 @@
 // Who is told of trace events: AddObserver, RemoveObserver, NotifyObservers. Private here: nothing;
 // the walk has a file of its own. Test: tests/trace/Observers_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
 #include <zrpythoninterp/core/zrInterpPython.h>
+#include <zrpythoninterp/host/Platform.h>
 #include <zrpythoninterp/trace/ObserverWalk.h>
 
 void zrInterpPython::AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
@@ -12,7 +13,8 @@ void zrInterpPython::AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
 }
 
 // The wait is for the time without the runtime's lock, since an observer may take it, and without
-// the mutex when the lock is taken back. It ends however much others add and remove meanwhile.
+// the mutex when the lock is taken back. It is for calls of this observer only, and ends however
+// much others add and remove meanwhile.
 void zrInterpPython::RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
   std::uint64_t revision = 0;
   {
@@ -23,11 +25,17 @@ void zrInterpPython::RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
     revision = observersRevision_;
     // Two observers that take each other out would wait for each other.
     if (zrpy::ObserverWalk::OnThisThread()) return;
-    if (zrpy::ObserverWalk::AllHaveReached(*this, revision)) return;
+    if (!walks_) return;
+  }
+  zrpy::FenceOtherThreads();
+  const auto isCalled = [&] { return zrpy::ObserverWalk::AnyCalls(*this, observer, revision); };
+  {
+    const std::lock_guard<std::mutex> lock(observersMutex_);
+    if (!isCalled()) return;
   }
   const zrpy::GilReleaseIfHeld released;
   std::unique_lock<std::mutex> lock(observersMutex_);
-  walkMoved_.wait(lock, [&] { return zrpy::ObserverWalk::AllHaveReached(*this, revision); });
+  walkMoved_.wait(lock, [&] { return !isCalled(); });
 }
 
 void zrInterpPython::NotifyObservers(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {

@@ -1,8 +1,11 @@
 // From a trace event to the observers: s_TraceHook, TraceHook. Private here: the filter of events.
 // Test: tests/trace/TraceHook_test.cpp.
-#include <zrpythoninterp/core/GilGuard.h>
-// GilGuard.h brings Python.h, which comes first.
+#include <zrpythoninterp/core/Runtime.h>
+
+#include <zrpythoninterp/core/Door.h>
 #include <zrpythoninterp/core/ErrorStash.h>
+#include <zrpythoninterp/core/RuntimeLife.h>
+#include <zrpythoninterp/core/StoreMutex.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 #include <zrpythoninterp/trace/TracedFiles.h>
 #include <zrpythoninterp/trace/zrInterpTraceInfoPython.h>
@@ -39,6 +42,16 @@ class KeepPending {
   zrpy::ErrorStash before_;
 };
 
+// The memory of an earlier event's path, for the next one's; what it holds means nothing. An event
+// inside another finds none and makes its own.
+zrpy::StoreMutex spareMutex;
+zrString& spare ZR_GUARDED_BY(spareMutex) = *new zrString;
+
+void SwapWithSpare(zrString& path) {
+  const zrpy::StoreLock lock(spareMutex);
+  path.swap(spare);
+}
+
 }  // namespace
 
 int zrInterpPython::s_TraceHook(PyObject* frame, zrString event, PyObject* /*arg*/) {
@@ -57,26 +70,28 @@ int zrInterpPython::TraceHook(PyObject* frame, zrString event, PyObject* /*arg*/
 }
 
 void zrInterpPython::sendEvent(PyObject* frame, zrString& event) {
-  const zrpy::GilGuard gil;
-  if (!frame) return;
+  zrpy::Visit visit;
+  if (!visit.Enter() || !zrpy::RuntimeLife::CanEvaluate()) return;
+  const zrpy::GilGuard gil(visit.thread());
+  if (!frame || gil.isElsewhere()) return;
   auto* const running = reinterpret_cast<PyFrameObject*>(frame);
   PyCodeObject* const code = zrpy::NewFrameCode(running);
   const PyRef kept = PyRef::Steal(reinterpret_cast<PyObject*>(code));
   if (!kept) return;
-  const zrString* const file = zrpy::TracedFile(code->co_filename, paths_, homePath_, pythonPath_);
+  const PyRef file = zrpy::TracedFile(code->co_filename, paths_, homePath_, pythonPath_);
   if (!file || !IsTracedEvent(event)) return;
 
   const KeepPending pending;
   const int line = PyFrame_GetLineNumber(running);
   const int depth = zrpy::FrameDepth(running);
-  // The memory of the last record's path, for the next one's. Guarded by the runtime's lock.
-  static zrString& spare = *new zrString;
-  spare = *file;
-  struct Record : zrInterpTraceInfoPython {
-    using zrInterpTraceInfoPython::zrInterpTraceInfoPython;
-    ~Record() override { spare = std::move(file_); }
-  };
-  Record record(this, frame, std::move(event), depth, std::move(spare), line);
+  zrString path;
+  SwapWithSpare(path);
+  path.assign(PyBytes_AS_STRING(file.get()), static_cast<size_t>(PyBytes_GET_SIZE(file.get())));
+  zrInterpTraceInfoPython record(this, frame, std::move(event), depth, std::move(path), line);
+  const struct GiveBack {
+    zrString& path;
+    ~GiveBack() { SwapWithSpare(path); }
+  } giveBack{record.file_};
   const zrpy::GilRelease released;
   NotifyObservers({this, &record});
 }

@@ -1,3 +1,4 @@
+// POSIX: a signal, and a thread that may wait.
 #include <examples/host/InterruptKey.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -6,7 +7,9 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <system_error>
+#include <thread>
 
 namespace zrpyhost {
 
@@ -38,19 +41,51 @@ void OnSignal(int /*signal*/) {
   errno = keep;
 }
 
-}  // namespace
-
-InterruptKey::Running::Running() { running = true; }
-InterruptKey::Running::~Running() { running = false; }
-
-InterruptKey::Pipe::Pipe() {
-  if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
-  for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);  // not for what scripts start
+void TakeKey(struct sigaction* before) {
+  struct sigaction action = {};
+  action.sa_handler = &OnSignal;
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &action, before);
 }
 
-InterruptKey::Pipe::~Pipe() {
-  close(ends[0]);
-  close(ends[1]);
+struct Pipe {
+  Pipe() {
+    if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+    for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);  // not for what scripts start
+  }
+
+  ~Pipe() {
+    close(ends[0]);
+    close(ends[1]);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+  int ends[2];  // to read from, to write to
+};
+
+}  // namespace
+
+class InterruptKey::System {
+ public:
+  explicit System(zrInterpPython& interp);
+  ~System();
+  System(const System&) = delete;
+  System& operator=(const System&) = delete;
+
+ private:
+  void Wait();
+
+  zrInterpPython& interp_;
+  Pipe hits_;
+  Pipe idle_;
+  struct sigaction before_;
+  std::thread thread_;
+};
+
+InterruptKey::Running::Running() { running = true; }
+InterruptKey::Running::~Running() {
+  running = false;
+  if (idleDescriptor >= 0) TakeKey(nullptr);  // the script may have set a handler of its own
 }
 
 bool InterruptKey::TakeIdle() {
@@ -62,7 +97,7 @@ bool InterruptKey::TakeIdle() {
 
 int InterruptKey::IdleDescriptor() { return idleDescriptor; }
 
-InterruptKey::InterruptKey(zrInterpPython& interp) : interp_(interp) {
+InterruptKey::System::System(zrInterpPython& interp) : interp_(interp) {
   for (const int end : {idle_.ends[0], idle_.ends[1], hits_.ends[1]}) {
     fcntl(end, F_SETFL, O_NONBLOCK);  // the handler must not wait, nor may TakeIdle
   }
@@ -77,21 +112,17 @@ InterruptKey::InterruptKey(zrInterpPython& interp) : interp_(interp) {
   pthread_sigmask(SIG_BLOCK, &blocked, &mask);
   thread_ = std::thread([this] { Wait(); });
   pthread_sigmask(SIG_SETMASK, &mask, nullptr);
-
-  struct sigaction action = {};
-  action.sa_handler = &OnSignal;
-  action.sa_flags = SA_RESTART;
-  sigaction(SIGINT, &action, &before_);
+  TakeKey(&before_);
 }
 
-InterruptKey::~InterruptKey() {
+InterruptKey::System::~System() {
   sigaction(SIGINT, &before_, nullptr);
   while (!Send(hits_.ends[1], kEnd)) std::this_thread::yield();
   thread_.join();
   idleDescriptor = -1;
 }
 
-void InterruptKey::Wait() {
+void InterruptKey::System::Wait() {
   for (;;) {
     char what = kEnd;
     const ssize_t got = read(hits_.ends[0], &what, 1);
@@ -100,5 +131,8 @@ void InterruptKey::Wait() {
     if (running) interp_.InterruptScript();
   }
 }
+
+InterruptKey::InterruptKey(zrInterpPython& interp) : system_(std::make_unique<System>(interp)) {}
+InterruptKey::~InterruptKey() = default;
 
 }  // namespace zrpyhost

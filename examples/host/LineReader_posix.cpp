@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <examples/host/InterruptKey.h>
 #include <examples/host/LineReader.h>
 #include <examples/host/Terminal.h>
@@ -10,9 +11,6 @@
 #include <cstdlib>
 #include <cwchar>
 #include <iostream>
-
-// After <cstdio>, which it needs.
-#include <editline/readline.h>
 
 namespace zrpyhost {
 
@@ -50,15 +48,48 @@ int ReadCharacter(std::FILE* /*stream*/) {
   }
 }
 
+// The line-editing library by pointers: linked in, its names would come ahead of those of the
+// library behind a script's own "import readline". Null where it is not there.
+struct Editor {
+  char* (*readline)(const char* prompt) = nullptr;
+  int (*addHistory)(const char* line) = nullptr;
+};
+
+template <typename Pointer>
+bool Find(void* library, const char* name, Pointer& pointer) {
+  pointer = reinterpret_cast<Pointer>(dlsym(library, name));
+  return pointer != nullptr;
+}
+
+Editor LoadEditor() {
+  Editor editor;
+  int* catchSignals = nullptr;
+  int (**getCharacter)(std::FILE*) = nullptr;
+  int (*insert)(int count, int key) = nullptr;
+  int (*bindKey)(int key, int (*function)(int, int)) = nullptr;
+  std::setlocale(LC_CTYPE, "");  // the editor's letters
+  void* const library = dlopen(ZR_HOST_LIBEDIT, RTLD_NOW | RTLD_LOCAL);
+  if (!library || !Find(library, "rl_catch_signals", catchSignals) ||
+      !Find(library, "rl_getc_function", getCharacter) || !Find(library, "rl_insert", insert) ||
+      !Find(library, "rl_bind_key", bindKey) || !Find(library, "readline", editor.readline) ||
+      !Find(library, "add_history", editor.addHistory)) {
+    return {};
+  }
+  *catchSignals = 0;  // the interrupt key is ours
+  *getCharacter = &ReadCharacter;
+  bindKey('\t', insert);  // indentation, not names of files
+  return editor;
+}
+
+const Editor& TheEditor() {
+  static const Editor editor = LoadEditor();
+  return editor;
+}
+
 }  // namespace
 
-LineReader::LineReader() : typed_(StdinIsTerminal() && StdoutIsTerminal()) {
-  if (!typed_) return;
-  std::setlocale(LC_CTYPE, "");
-  rl_catch_signals = 0;  // the interrupt key is ours
-  rl_getc_function = &ReadCharacter;
-  rl_bind_key('\t', &rl_insert);  // indentation, not names of files
-}
+LineReader::LineReader()
+    : typed_(StdinIsTerminal() && StdoutIsTerminal() && TheEditor().readline != nullptr) {}
 
 std::optional<std::string> LineReader::Read(const std::string& prompt, bool& interrupted) {
   interrupted = false;
@@ -67,13 +98,13 @@ std::optional<std::string> LineReader::Read(const std::string& prompt, bool& int
     if (!std::getline(std::cin, line)) return std::nullopt;
     return line;
   }
-  char* const edited = readline(prompt.c_str());
+  char* const edited = TheEditor().readline(prompt.c_str());
   interrupted = InterruptKey::TakeIdle();
   if (edited && !interrupted) line = edited;
   const bool ended = !edited && !interrupted;
   std::free(edited);
   if (ended) return std::nullopt;
-  if (!line.empty()) add_history(line.c_str());
+  if (!line.empty()) TheEditor().addHistory(line.c_str());
   return line;
 }
 

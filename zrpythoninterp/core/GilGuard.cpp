@@ -1,0 +1,103 @@
+// Taking the runtime's lock and giving it up. Private here: which thread states are the library's
+// own. Test: tests/flow/Door_test.cpp, tests/flow/Threads_test.cpp.
+#include <zrpythoninterp/core/Runtime.h>
+
+#include <zrpythoninterp/core/KeptThreadState.h>
+#include <zrpythoninterp/core/RuntimeLife.h>
+
+#include <chrono>
+#include <cstdint>
+#include <thread>
+
+namespace zrpy {
+
+namespace {
+
+// Lock held, on a state that the library did not make: whether the thread is one of a script's, or
+// the host's own that came with a state of its own. Asked once for a state, from the first visit.
+bool IsScripts(ThreadRecord& thread, PyThreadState* own) {
+  if (thread.foreignState != own) {
+    thread.foreignState = own;
+    thread.isScripts = PyEval_GetFrame() != nullptr;
+  }
+  return thread.isScripts;
+}
+
+// Whether the thread state that holds the lock is one on which the calling thread runs. Up to 3.11
+// it can be another thread's, which must not end just now; so this is asked only where a thread
+// can be inside a script's own interpreter.
+bool RunsOn(PyThreadState* current) {
+  const auto identity = static_cast<decltype(current->thread_id)>(PyThread_get_thread_ident());
+  return current && (kCurrentStateIsTheThreads || current->thread_id == identity);
+}
+
+}  // namespace
+
+void ParkForEver() {
+  if (ThreadRecord* const thread = Door::KnownThread()) thread->inside = false;
+  for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
+}
+
+GilGuard::GilGuard(ThreadRecord& thread) {
+  PyThreadState* const current = CurrentThreadState();
+  const bool isKept = thread.stateLife != 0 && thread.stateLife == RuntimeLife::Current();
+  PyThreadState* own =
+      isKept ? thread.state.load(std::memory_order_relaxed) : OwnThreadState(thread);
+  if (!isKept || (own != current && thread.visits > 1)) {
+    PyThreadState* const running = own != current && RunsOn(current) ? current : own;
+    if (running && running->interp != MainInterpreter()) {
+      way_ = Way::kElsewhere;
+      return;
+    }
+    if (running == current && running) own = running;
+  }
+  if (own && own == current) {
+    if (isKept) {
+      lookAtStack(thread);
+    } else {
+      isScripts_ = IsScripts(thread, own);
+    }
+    return;
+  }
+  if (!own && RuntimeLife::Current() == 0) {  // during a stop nothing new is kept
+    PyGILState_Ensure();
+    way_ = Way::kTemporary;
+    return;
+  }
+  TakeLock(own ? own : KeepThreadState(thread));
+  way_ = Way::kTaken;
+  if (own && !isKept) {
+    isScripts_ = IsScripts(thread, own);
+  } else {
+    lookAtStack(thread);
+  }
+}
+
+// Lock held, on the library's state. A coroutine of the host's brings a stack of its own, whose
+// bounds nobody knows: the runtime is told that some of it is left.
+void GilGuard::lookAtStack(ThreadRecord& thread) {
+  constexpr size_t kBelow = size_t{256} * 1024;
+  constexpr size_t kAbove = size_t{64} * 1024;
+  char here = 0;
+  if (!kStatesBearStacks || thread.stack.size == 0 || thread.stack.Holds(&here)) return;
+  const std::uintptr_t low = reinterpret_cast<std::uintptr_t>(&here) - kBelow;
+  MoveToStack(PyThreadState_Get(), reinterpret_cast<void*>(low), kBelow + kAbove);
+  elsewhere_ = &thread;
+}
+
+GilRelease::GilRelease()
+    : thread_(Door::KnownThread()), endings_(Door::Endings()), state_(PyEval_SaveThread()) {
+  if (!thread_ || !thread_->inside || !thread_->isScripts || thread_->foreignState != state_)
+    return;
+  left_ = true;
+  thread_->inside = false;
+}
+
+GilRelease::~GilRelease() {
+  if (left_ && Door::GoIn(*thread_, Door::Wish::kVisit) == Door::Way::kOutside) ParkForEver();
+  // A stop waits for a thread of the host's and destroys the state of any other.
+  if (endings_ != Door::Endings() && !(thread_ && thread_->hasTurn)) ParkForEver();
+  TakeLock(state_);
+}
+
+}  // namespace zrpy
