@@ -1,6 +1,7 @@
 #include <examples/host/Dialogue.h>
 #include <examples/host/InterruptKey.h>
 #include <examples/host/LineReader.h>
+#include <examples/host/Names.h>
 #include <examples/host/Session.h>
 #include <examples/host/Terminal.h>
 
@@ -16,8 +17,10 @@ constexpr char kHelp[] =
     ":context NAME      work in the context NAME; without a name, in __main__\n"
     ":set NAME=VALUE    bind a name to a value of the host\n"
     ":get EXPRESSION    print a value as the host sees it\n"
+    ":names [CONTEXT]   list what is bound there, with the kinds\n"
     ":help              show this text\n"
-    ":quit              end, as Ctrl-D does; Ctrl-C ends a script that runs\n";
+    ":quit              end, as Ctrl-D does; Ctrl-C ends a script that runs\n"
+    "Tab completes a name, but on Windows.\n";
 
 // False for the command that ends the dialogue.
 bool Command(Session& session, const std::string& line, bool& ok) {
@@ -30,6 +33,8 @@ bool Command(Session& session, const std::string& line, bool& ok) {
     std::cerr << kHelp;
   } else if (name == "context") {
     session.SetContext(rest);
+  } else if (name == "names") {
+    ok = ListNames(session, rest) && ok;
   } else if (name == "set" && rest.find('=') != std::string::npos && rest[0] != '=') {
     ok = session.Set(rest) && ok;
   } else if (name == "get" && !rest.empty()) {
@@ -44,7 +49,7 @@ bool Command(Session& session, const std::string& line, bool& ok) {
 }  // namespace
 
 bool RunDialogue(Session& session) {
-  LineReader reader;
+  LineReader reader([&session](const std::string& word) { return Complete(session, word); });
   if (reader.typed()) {
     std::cerr << Note() << "Python " ZR_HOST_PYTHON_VERSION
               << ". Ctrl-D ends, :help lists the commands of the host.\n";

@@ -9,7 +9,9 @@
 
 namespace zrpyhost {
 
-LineReader::LineReader() : typed_(StdinIsTerminal() && StdoutIsTerminal()) {}
+LineReader::LineReader(Completions /*completions*/)
+    : typed_(StdinIsTerminal() && StdoutIsTerminal()) {}
+LineReader::~LineReader() = default;
 
 std::optional<std::string> LineReader::Read(const std::string& prompt, bool& interrupted) {
   interrupted = false;

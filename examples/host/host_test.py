@@ -235,6 +235,9 @@ class Dialogue(HostTest):
         self.expect(['-i'], 0, '3\n0\n1\n7\n1\na = 1\n5\n', input=(
             'x = 3\n\nx\nfor i in range(2):\n  print(i)\n\n:context k\nx = 7\nx\n'
             ':set a=1\na\n:get a\n:context\nx + 2\n'))
+        self.expect(['-i'], 1, 'n: int\nf: function\nm: module\n', ['there is no context other'],
+                    input=':context k\nn = 1\ndef f(): pass\n\nimport math as m\n'
+                          ':context\n:names k\n:names other\n')
         self.expect(['-i'], 0, 'yes\n', input='if 1:\n  print("yes")')  # ends without a line end
         self.expect(['-i'], 0, '', input=':quit\n1\n')
         self.expect(['-i', '--set', 'x=4', '-e', 'y = x'], 0, '8\n', input='x + y\n')
@@ -356,6 +359,23 @@ class Keys(HostTest):
         self.await_text(b'shelf>>> ')
         self.type(b':context\n')
         self.await_text(b'\n>>> ')
+        self.type(b'\x04')
+        self.assertEqual(0, self.ended())
+
+    def test_tab_completes_what_is_known_in_the_context(self):
+        self.start('-i', '--context', 'shelf')
+        self.await_text(b'shelf>>> ')
+        for typed, shown in (('na\u00efve_count, naif = 6, [7]', '[7]'),
+                             ('len(naif.__do\t) * 0 + na\u00ef\t * 7', '42'),
+                             ('if 1:\n\tprint("in" + "dented")\n', 'indented'),
+                             ('int(len(naif) == nothing_li\t1)', 'NameError')):
+            self.type((typed + '\n').encode())
+            self.await_text(shown.encode())
+            self.await_text(b'shelf>>> ')
+        self.type(b'na\t\t')
+        self.await_text('na\u00efve_count'.encode())  # all that it could be
+        self.type(b'if\n')
+        self.await_text(b'failed: NameError')
         self.type(b'\x04')
         self.assertEqual(0, self.ended())
 
