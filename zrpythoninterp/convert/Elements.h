@@ -54,11 +54,6 @@ bool ForEachElement(PyObject* sequence, Visit&& visit) {
       return true;
     }
     for (Py_ssize_t i = 0; more && i < size && i < Py_SIZE(sequence); ++i) {
-      if (!kHasGlobalLock && isList) {  // another thread can take the element away at any time
-        const PyRef own = PyRef::Steal(NewListItem(sequence, i));
-        more = own && visit(own.get(), errors);
-        continue;
-      }
       PyObject* const element =
           isList ? PyList_GET_ITEM(sequence, i) : PyTuple_GET_ITEM(sequence, i);
       if (IsPlain(element)) {

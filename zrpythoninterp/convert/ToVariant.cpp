@@ -1,126 +1,34 @@
-// From Python objects to values of the host. Private here: how far a conversion goes into nested
-// containers, and their texts. Test: tests/convert/ToVariant_test.cpp.
+// From Python objects to values of the host: what an object is, and what becomes of it. Private
+// here: the texts of nested containers. Test: tests/convert/ToVariant_test.cpp.
 #include <zrpythoninterp/core/Runtime.h>
 
+#include <zrpythoninterp/convert/Characters.h>
 #include <zrpythoninterp/convert/Elements.h>
-#include <zrpythoninterp/convert/LongText.h>
 #include <zrpythoninterp/convert/ToVariant.h>
+#include <zrpythoninterp/convert/Walk.h>
 #include <zrpythoninterp/core/ErrorStash.h>
-#include <zrpythoninterp/core/PendingWork.h>
-#include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/host/zrStlVector.h>
 #include <zrpythoninterp/host/zrVariantAccess.h>
 
-#include <atomic>
-#include <cstdint>
-#include <cstring>
 #include <utility>
 
 namespace zrpy {
 
 namespace {
 
-constexpr int kMaxDepth = 200;
-// What one conversion may spend on what can explode, in characters of text or what takes as long:
-// a few lists that hold each other several times would keep it busy for ever, and so would an
-// iterator of a script's own. What the outermost container holds is free, however much it is.
-constexpr std::int64_t kMaxWork = std::int64_t{1} << 30;
-constexpr std::int64_t kContainerWork = 64;
-constexpr int kFreeDepth = 3;  // containers are charged from the next one on
-constexpr std::int64_t kErrorWork = 256;
-constexpr std::int64_t kOwnIteratorWork = 128;
-// A tenth of a second in the worst case, some milliseconds in the ordinary one.
-constexpr int kElementsBetweenServing = 1 << 16;
+// What an object is to the host.
+enum class Kind { kText, kBoolean, kWhole, kFloat, kBytes, kContainer, kNone };
 
-// The containers that a conversion is inside of, innermost first.
-struct Level {
-  PyObject* container;
-  const Level* outer;
-  int depth;
-};
-
-// One conversion. work: what is left, but for the text that is being written. stopped: by an
-// interrupt or a signal handler, whose error is pending or parked.
-struct Walk {
-  std::int64_t work = kMaxWork;
-  int elementsUntilServing = kElementsBetweenServing;
-  bool stopped = false;
-};
-
-// No error pending, unless the walk is stopped.
-bool Serve(Walk& walk) ZR_REQUIRES_GIL {
-  if (walk.stopped) return false;
-  walk.elementsUntilServing = kElementsBetweenServing;
-  walk.stopped = !ServePendingWork();
-  return !walk.stopped;
-}
-
-// Behind each element, with no error pending. False, perhaps with one pending, where the walk ends.
-bool GoesOn(Walk& walk) ZR_REQUIRES_GIL {
-  return !walk.stopped && (--walk.elementsUntilServing > 0 || Serve(walk));
-}
-
-bool HasWorkLeft(const zrString& text, const Walk& walk) {
-  return static_cast<std::int64_t>(text.size()) < walk.work;
-}
-
-// False, with an error pending, where the walk must not go on inwards.
-bool MayEnter(PyObject* container, const Level* outer, const zrString& text, Walk& walk) {
-  if (walk.stopped) return false;
-  if (!HasWorkLeft(text, walk)) {
-    PyErr_SetString(PyExc_MemoryError, "containers nest too often to be converted");
-    return false;
-  }
-  if (!outer) return true;
-  if (outer->depth >= kFreeDepth) walk.work -= kContainerWork + outer->depth;
-  if (outer->depth >= kMaxDepth) {
-    PyErr_SetString(PyExc_RecursionError, "containers nest too deep to be converted");
-    return false;
-  }
-  for (const Level* level = outer; level; level = level->outer) {
-    if (level->container == container) {
-      PyErr_SetString(PyExc_RecursionError, "a container that contains itself was converted");
-      return false;
-    }
-  }
-  return true;
+Kind KindOf(PyObject* object) {
+  if (PyUnicode_Check(object)) return Kind::kText;
+  if (PyBool_Check(object)) return Kind::kBoolean;  // ahead of the numbers, among which it counts
+  if (PyLong_Check(object)) return Kind::kWhole;
+  if (PyFloat_Check(object)) return Kind::kFloat;
+  if (PyBytes_Check(object)) return Kind::kBytes;
+  return IsDict(object) || IsSequence(object) ? Kind::kContainer : Kind::kNone;
 }
 
 bool AppendTo(zrString& text, PyObject* object, const Level* outer, Walk& walk);
-
-std::atomic<bool> textsAreUtf8{false};
-
-// The characters of a text that is not ASCII: as UTF-8, which the text itself keeps from then on,
-// or null with an error pending. Making the error can collect garbage, which runs script code.
-const char* OtherCharacters(PyObject* text) {
-  const PyRef kept = PyRef::Borrow(text);
-  if (textsAreUtf8.load(std::memory_order_relaxed)) return PyUnicode_AsUTF8(text);
-  PyRef::Steal(PyUnicode_AsASCIIString(text));  // only for its error
-  return nullptr;
-}
-
-// The characters of a text, in place; null with an error pending when it has no form in the host.
-const char* Characters(PyObject* text) {
-  if (!MakeReady(text)) return nullptr;
-  if (PyUnicode_IS_ASCII(text)) {
-    return reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(text));
-  }
-  return OtherCharacters(text);
-}
-
-// How many bytes they are, or how many come ahead of the first NUL.
-size_t SizeOf(PyObject* text, const char* characters) {
-  return PyUnicode_IS_ASCII(text) ? static_cast<size_t>(PyUnicode_GET_LENGTH(text))
-                                  : std::strlen(characters);
-}
-
-void SetText(zrVariant& out, const char* characters, size_t size) {
-  if (size < kLongText) {
-    out.SetString(characters);
-  } else {
-    zrVariantAccess::TakeString(out, CopyUpToNul(characters, size));
-  }
-}
 
 // A number of one of the runtime's own types, which leaves no error pending. False for all else,
 // and for a number that has to be looked at twice.
@@ -150,14 +58,6 @@ void AppendItem(zrString& text, PyObject* key, PyObject* value, const Level& lev
   AppendSide(text, value, level, walk);
 }
 
-// False, with an error pending, where an iterator of a script's own has given enough.
-bool MayGiveMore(const zrString& text, Walk& walk) {
-  walk.work -= kOwnIteratorWork;
-  if (HasWorkLeft(text, walk)) return true;
-  PyErr_SetString(PyExc_MemoryError, "an iterator gave more than can be converted");
-  return false;
-}
-
 // Appends an entry for the element, where it has one. May leave an error pending, unless it gives
 // true.
 bool CollectElement(zrStlVector<zrString>& entries, PyObject* element, const Level& level,
@@ -183,7 +83,7 @@ bool CollectEntries(zrStlVector<zrString>& entries, const Level& level, Walk& wa
       entries.emplace_back();
       AppendItem(entries.back(), key, value, level, walk);
       errors.Park();
-      return GoesOn(walk);
+      return walk.GoesOn();
     });
     return true;
   }
@@ -193,9 +93,9 @@ bool CollectEntries(zrStlVector<zrString>& entries, const Level& level, Walk& wa
     const size_t before = entries.size();
     if (!CollectElement(entries, element, level, walk)) errors.Park();
     if (mayNotEnd && entries.size() > before) {
-      walk.work -= static_cast<std::int64_t>(entries.back().size());
+      walk.Charge(static_cast<std::int64_t>(entries.back().size()));
     }
-    return (!mayNotEnd || MayGiveMore(zrString(), walk)) && GoesOn(walk);
+    return (!mayNotEnd || walk.MayGiveMore(zrString())) && walk.GoesOn();
   });
 }
 
@@ -204,16 +104,16 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
   const size_t start = text.size();
   bool first = true;
   const auto begin = [&] {
-    --walk.work;
+    walk.Charge(1);
     if (!std::exchange(first, false)) zrVariantAccess::NextEntry(text);
   };
   const auto end = [&](ErrorStash& errors) {
     LockIsHeld();
     if (errors.Park()) {
-      walk.work -= kErrorWork;
-      if (!HasWorkLeft(text, walk)) return false;
+      walk.ChargeError();
+      if (!walk.HasWorkLeft(text)) return false;
     }
-    return GoesOn(walk);
+    return walk.GoesOn();
   };
   zrVariantAccess::OpenList(text);
   bool walked = true;
@@ -227,11 +127,11 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
     const bool mayNotEnd = HasOwnIterator(level.container);
     walked = ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
       LockIsHeld();
-      if (mayNotEnd && !MayGiveMore(text, walk)) return false;
+      if (mayNotEnd && !walk.MayGiveMore(text)) return false;
       const size_t mark = text.size();
       const bool wasFirst = first;
       begin();
-      if (AppendNumber(text, element)) return GoesOn(walk);
+      if (AppendNumber(text, element)) return walk.GoesOn();
       if (!AppendTo(text, element, &level, walk)) {
         text.resize(mark);
         first = wasFirst;
@@ -245,42 +145,47 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
     text.resize(start);
   }
   // What the outermost container holds goes into texts of their own.
-  if (level.depth <= 2) walk.work -= static_cast<std::int64_t>(text.size() - start);
+  if (level.depth <= 2) walk.Charge(static_cast<std::int64_t>(text.size() - start));
   return walked;
 }
 
 bool AppendTo(zrString& text, PyObject* object, const Level* outer, Walk& walk) {
-  if (PyUnicode_Check(object)) {
-    const char* const characters = Characters(object);
-    if (characters) text += characters;
-    return characters != nullptr;
-  }
-  if (PyBool_Check(object)) {
-    zrVariantAccess::AppendBoolean(text, object == Py_True);
-    return true;
-  }
-  if (PyLong_Check(object)) {
-    zrVariantAccess::AppendLong64(text, PyLong_AsLong(object));  // -1 and an error beyond a long
-    return true;
-  }
-  if (PyFloat_Check(object)) {
-    zrVariantAccess::AppendDouble(text, PyFloat_AS_DOUBLE(object));
-    return true;
-  }
-  if (PyBytes_Check(object)) {
-    text += PyBytes_AS_STRING(object);
-    return true;
-  }
-  if (IsDict(object) || IsSequence(object)) {
-    if (!MayEnter(object, outer, text, walk)) return false;
-    return AppendEntries(text, Level{object, outer, outer ? outer->depth + 1 : 1}, walk);
+  switch (KindOf(object)) {
+    case Kind::kText: {
+      const char* const characters = Characters(object);
+      if (characters) text += characters;
+      return characters != nullptr;
+    }
+    case Kind::kBoolean:
+      zrVariantAccess::AppendBoolean(text, object == Py_True);
+      return true;
+    case Kind::kWhole:
+      zrVariantAccess::AppendLong64(text, PyLong_AsLong(object));  // -1 and an error beyond a long
+      return true;
+    case Kind::kFloat:
+      zrVariantAccess::AppendDouble(text, PyFloat_AS_DOUBLE(object));
+      return true;
+    case Kind::kBytes:
+      text += PyBytes_AS_STRING(object);
+      return true;
+    case Kind::kContainer:
+      return walk.MayEnter(object, outer, text) &&
+             AppendEntries(text, Level{object, outer, outer ? outer->depth + 1 : 1}, walk);
+    case Kind::kNone:
+      break;
   }
   return false;
 }
 
-}  // namespace
+bool SetEntries(zrVariant& out, PyObject* container) {
+  Walk walk;
+  zrStlVector<zrString> entries;
+  if (!CollectEntries(entries, Level{container, nullptr, 1}, walk)) return false;
+  out.SetStringList(std::move(entries));
+  return true;
+}
 
-void GiveTextsAsUtf8(bool utf8) { textsAreUtf8 = utf8; }
+}  // namespace
 
 bool AppendText(zrString& text, PyObject* object) {
   Walk walk;
@@ -288,33 +193,28 @@ bool AppendText(zrString& text, PyObject* object) {
 }
 
 bool ToVariant(zrVariant& out, PyObject* object) {
-  if (PyUnicode_Check(object)) {
-    const char* const characters = Characters(object);
-    if (characters) SetText(out, characters, SizeOf(object, characters));
-    return characters != nullptr;
-  }
-  if (PyBool_Check(object)) {
-    out.SetBoolean(object == Py_True);
-    return true;
-  }
-  if (PyLong_Check(object)) {
-    out.SetLong64(PyLong_AsLong(object));  // -1 and an error beyond a long
-    return true;
-  }
-  if (PyFloat_Check(object)) {
-    out.SetDouble(PyFloat_AS_DOUBLE(object));
-    return true;
-  }
-  if (PyBytes_Check(object)) {
-    SetText(out, PyBytes_AS_STRING(object), static_cast<size_t>(PyBytes_GET_SIZE(object)));
-    return true;
-  }
-  if (IsDict(object) || IsSequence(object)) {
-    Walk walk;
-    zrStlVector<zrString> entries;
-    if (!CollectEntries(entries, Level{object, nullptr, 1}, walk)) return false;
-    out.SetStringList(std::move(entries));
-    return true;
+  switch (KindOf(object)) {
+    case Kind::kText: {
+      const char* const characters = Characters(object);
+      if (characters) SetText(out, characters, SizeOf(object, characters));
+      return characters != nullptr;
+    }
+    case Kind::kBoolean:
+      out.SetBoolean(object == Py_True);
+      return true;
+    case Kind::kWhole:
+      out.SetLong64(PyLong_AsLong(object));  // -1 and an error beyond a long
+      return true;
+    case Kind::kFloat:
+      out.SetDouble(PyFloat_AS_DOUBLE(object));
+      return true;
+    case Kind::kBytes:
+      SetText(out, PyBytes_AS_STRING(object), static_cast<size_t>(PyBytes_GET_SIZE(object)));
+      return true;
+    case Kind::kContainer:
+      return SetEntries(out, object);
+    case Kind::kNone:
+      break;
   }
   return false;
 }

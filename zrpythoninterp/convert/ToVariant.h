@@ -19,8 +19,4 @@ bool ToVariant(zrVariant& out, PyObject* object) ZR_REQUIRES_GIL;
 // Appends the text that the object's value would give, under the same terms.
 bool AppendText(zrString& text, PyObject* object) ZR_REQUIRES_GIL;
 
-// Which form texts that are not ASCII have in the host: none, as at first, or UTF-8. One for all
-// conversions. Any thread.
-void GiveTextsAsUtf8(bool utf8);
-
 }  // namespace zrpy

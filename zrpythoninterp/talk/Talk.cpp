@@ -2,7 +2,7 @@
 // tests/talk.
 #include <zrpythoninterp/core/Runtime.h>
 
-#include <zrpythoninterp/convert/ToVariant.h>
+#include <zrpythoninterp/convert/Characters.h>
 #include <zrpythoninterp/core/RuntimeLife.h>
 #include <zrpythoninterp/eval/Entry.h>
 #include <zrpythoninterp/talk/Talk.h>
