@@ -16,6 +16,16 @@ else()
   execute_process(COMMAND ${Python3_EXECUTABLE} -c "import sys; print(sys.base_prefix)"
                   OUTPUT_VARIABLE ZR_PYTHON_HOME OUTPUT_STRIP_TRAILING_WHITESPACE)
   message(STATUS "CPython ${Python3_VERSION} with home ${ZR_PYTHON_HOME}")
+  # The search goes on elsewhere when this CPython lacks a part of what is looked for.
+  get_filename_component(home ${ZR_PYTHON_HOME} REALPATH)
+  foreach(found ${Python3_INCLUDE_DIRS} ${Python3_LIBRARIES})
+    get_filename_component(real ${found} REALPATH)
+    string(FIND ${real} ${home}/ at)
+    if(NOT at EQUAL 0)
+      message(FATAL_ERROR "The CPython in ${ZR_PYTHON_HOME} cannot be built against: it lacks its headers "
+                          "or its shared library (found instead: ${found})")
+    endif()
+  endforeach()
   target_include_directories(zr_python SYSTEM INTERFACE ${Python3_INCLUDE_DIRS})
   target_link_libraries(zr_python INTERFACE ${Python3_LIBRARIES} ${CMAKE_DL_LIBS})
   # A debug build's headers can be links to the release's, beside a pyconfig.h of their own: g++ would
