@@ -8,6 +8,7 @@
 #include <future>
 #include <optional>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -68,19 +69,64 @@ TEST_F(Interrupts, LeaveTheEvaluationsAroundAlone) {
   stops.join();
 }
 
+// Asking needs no lock, so no loop keeps it waiting.
 TEST_F(Interrupts, ReachALoopWhateverTheSwitchInterval) {
-  for (const bool elsewhere : {false, true}) {
-    std::thread stops([this, elsewhere] {
-      WaitUntilRunning(elsewhere ? 2 : 1);
-      EXPECT_TRUE(interp().InterruptScript());
-    });
-    const auto loop = [this] {
-      EXPECT_FALSE(Run(zrString("import sys; sys.setswitchinterval(1e6)\n") + kEndless));
-    };
-    elsewhere ? zrtest::OnAnotherThread(loop) : loop();
-    stops.join();
-    EXPECT_EQ(Text("__import__('sys').getswitchinterval() > 1e5"), "true") << "still the script's";
+  constexpr const char* kLoops[] = {
+      "while True: pass",
+      "[i for i in iter(int, 1)]",
+      "def f():\n  def g():\n    for i in iter(int, 1): pass\n  g()\nf()",
+      "import threading\nevent = threading.Event()\nwhile not event.wait(0.001): pass",
+  };
+  int ran = 0;
+  for (const char* const loop : kLoops) {
+    for (const bool elsewhere : {false, true}) {
+      SCOPED_TRACE(loop);
+      ++ran;
+      std::promise<zrThreadEvaluations> evaluations;
+      std::thread stops([&, ran] {
+        const zrThreadEvaluations its = evaluations.get_future().get();
+        WaitUntilRunning(ran);
+        EXPECT_TRUE(its.Interrupt());
+      });
+      const auto run = [&] {
+        evaluations.set_value(zrThreadEvaluations());
+        EXPECT_FALSE(Run(zrString("import sys; sys.setswitchinterval(1e6); running()\n") + loop));
+        EXPECT_EQ(interp().LastError().kind, "KeyboardInterrupt");
+      };
+      elsewhere ? zrtest::OnAnotherThread(run) : run();
+      stops.join();
+      EXPECT_EQ(Text("__import__('sys').getswitchinterval() > 1e5"), "true") << "the script's own";
+    }
   }
+}
+
+// The import system and threading keep locks in Python code, which must stay of one piece: what
+// holds one for ever would hold the stop up.
+TEST_F(Interrupts, LeaveLocksOfTheLibraryInOrder) {
+  constexpr const char* kScripts[] = {
+      "for name in ('colorsys', 'sched', 'this_is_none', 'stringprep'):\n"
+      "  sys.modules.pop(name, None)\n"
+      "  try: __import__(name)\n"
+      "  except ImportError: pass",
+      "thread = threading.Thread(target=int); thread.start(); thread.join()",
+      "for i in range(20):\n"
+      "  jobs.put(i); jobs.get(timeout=60)",
+  };
+  ASSERT_TRUE(
+      Run("import io, queue, sys, threading\n"
+          "jobs = queue.Queue(); sys.stderr = io.StringIO()"));
+  std::atomic<int> left{3};
+  std::vector<std::thread> threads;
+  for (const char* const script : kScripts) {
+    threads.emplace_back([this, script, &left] {
+      for (int i = 0; i < 400; ++i) Run(script);
+      --left;
+    });
+  }
+  while (left > 0) interp().InterruptScript();
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(Run("import colorsys, sched\nt = threading.Thread(target=int); t.start(); t.join()"));
+  EXPECT_TRUE(interp().Close());
 }
 
 // The runtime prints an error with code of its own, of which no half may be left.

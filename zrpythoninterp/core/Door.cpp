@@ -3,6 +3,7 @@
 #include <zrpythoninterp/core/Runtime.h>
 
 #include <zrpythoninterp/core/Door.h>
+#include <zrpythoninterp/core/InterruptDelivery.h>
 #include <zrpythoninterp/core/KeptThreadState.h>
 #include <zrpythoninterp/host/PlatformThreads.h>
 
@@ -62,6 +63,7 @@ void AwaitEach(const ThreadRecord& self) {
 void ForgetEvaluations(ThreadRecord& thread) {
   thread.evaluations = thread.reporting = 0;
   thread.interruptedFrom = ThreadRecord::kNone;
+  thread.interruptIsDue = false;
   thread.running = nullptr;
 }
 
@@ -107,6 +109,7 @@ void InChild() {
     changes.turn = nullptr;
     shut = kOpen;
   }
+  ForgetInterruptDelivery();
   new (&changes.over) std::condition_variable;  // those who waited are not there
   changes.mutex.unlock();
 }
@@ -116,7 +119,6 @@ ThreadRecord& NewThread() {
   static_cast<void>(forksAreHandled);
   const std::uint64_t number = ++threads;
   const auto take = [](ThreadRecord* record) {
-    record->identity = PyThread_get_thread_ident();
     if (kStatesBearStacks) record->stack = StackOfThisThread();
     return Slot().Set(record);
   };

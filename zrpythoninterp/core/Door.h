@@ -38,9 +38,8 @@ struct alignas(128) ThreadRecord {
   std::atomic<int> evaluations{0};
   std::atomic<int> reporting{0};                 // the newest that reports its error
   std::atomic<int> interruptedFrom{kNone};       // the first of those that are to end
+  std::atomic<bool> interruptIsDue{false};       // and were not told yet: see InterruptDelivery.h
   std::atomic<PyThreadState*> running{nullptr};  // on which the newest runs
-  std::atomic<int> interrupters{0};              // others that make use of it just now
-  std::atomic<unsigned long> identity{0};        // as the runtime knows the thread
 
   std::atomic<std::uint64_t> thread{
       0};  // whose it is, by a number that no other thread gets; 0: free

@@ -23,12 +23,15 @@ bool IsScripts(ThreadRecord& thread, PyThreadState* own) {
   return thread.isScripts;
 }
 
-// Whether the thread state that holds the lock is one on which the calling thread runs. Up to 3.11
-// it can be another thread's, which must not end just now; so this is asked only where a thread
-// can be inside a script's own interpreter.
+// Whether the thread state that holds the lock is one on which the calling thread runs, which has
+// another one of its own. Up to 3.11 it can be another thread's, which must not end just now; so it
+// is looked at only where a script has made an interpreter (the newest is the head of the list), in
+// which the thread can be.
 bool RunsOn(PyThreadState* current) {
-  const auto identity = static_cast<decltype(current->thread_id)>(PyThread_get_thread_ident());
-  return current && (kCurrentStateIsTheThreads || current->thread_id == identity);
+  if (kCurrentStateIsTheThreads || !current) return current != nullptr;
+  if (PyInterpreterState_Head() == MainInterpreter()) return false;
+  return current->thread_id ==
+         static_cast<decltype(current->thread_id)>(PyThread_get_thread_ident());
 }
 
 }  // namespace

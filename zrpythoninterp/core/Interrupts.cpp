@@ -3,13 +3,12 @@
 // tests/flow/Interrupts_test.cpp.
 #include <zrpythoninterp/core/Runtime.h>
 
+#include <zrpythoninterp/core/InterruptDelivery.h>
 #include <zrpythoninterp/core/Interrupts.h>
 #include <zrpythoninterp/core/PendingWork.h>
 #include <zrpythoninterp/core/zrThreadEvaluations.h>
 
 #include <algorithm>
-#include <optional>
-#include <thread>
 
 namespace zrpy {
 
@@ -28,28 +27,18 @@ void DropInterrupt() {
   }
 }
 
-void WaitForInterrupters(const ThreadRecord& thread) {
-  while (thread.interrupters != 0) std::this_thread::yield();
-}
-
 bool Concerns(const ThreadRecord& record, std::uint64_t thread, int above) {
   return (thread == 0 || record.thread == thread) && record.evaluations > above &&
          !record.hasTurn;  // those of a start and a stop are not there to be interrupted
 }
 
-// Where evaluations begin and end without the lock that the caller holds or does without, a mark or
-// an interrupt can come late; whoever begins the next one finds it and drops it.
-void Interrupt(ThreadRecord& record, int above) {
+// Evaluations begin and end without the caller, so a mark can come late; whoever begins the next
+// one finds it and drops it.
+void Mark(ThreadRecord& record, int above) {
   int from = record.interruptedFrom;
   while (above + 1 < from && !record.interruptedFrom.compare_exchange_weak(from, above + 1)) {
   }
-  if (record.reporting == record.evaluations) return;
-  if (!kInterruptsWithoutLock) {
-    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(record.identity.load()),
-                              PyExc_KeyboardInterrupt);
-  } else if (PyThreadState* const state = record.running) {
-    LeaveInterrupt(state);
-  }
+  if (record.reporting != record.evaluations) record.interruptIsDue = true;
 }
 
 }  // namespace
@@ -57,25 +46,20 @@ void Interrupt(ThreadRecord& record, int above) {
 bool InterruptEvaluations(std::uint64_t thread, int above) {
   Visit visit;
   if (!visit.EnterToInterrupt()) return false;
-  const auto anyRuns = [&] {
-    for (const ThreadRecord* record = Door::Records(); record; record = record->next) {
-      if (Concerns(*record, thread, above)) return true;
-    }
-    return false;
-  };
-  if (!anyRuns()) return false;
-  const SwitchesSoon soon;
-  std::optional<GilGuard> gil;
-  if (!kInterruptsWithoutLock && gil.emplace(visit.thread()).isElsewhere()) return false;
+  const bool holdsLock = HoldsLock() && !PyErr_Occurred();
   bool any = false;
+  bool areDue = false;
   for (ThreadRecord* record = Door::Records(); record; record = record->next) {
-    ++record->interrupters;
-    if (Concerns(*record, thread, above)) {
-      Interrupt(*record, above);
-      any = true;
+    if (!Concerns(*record, thread, above)) continue;
+    any = true;
+    Mark(*record, above);
+    if (holdsLock) {
+      LockIsHeld();
+      DeliverInterrupt(*record);
     }
-    --record->interrupters;
+    areDue |= record->interruptIsDue;
   }
+  if (areDue) DeliverInterruptsSoon();
   return any;
 }
 
@@ -85,45 +69,39 @@ Interruptible::Interruptible(ThreadRecord& thread)
     // Where those around it have not met their interrupt yet, this one meets it, and hands it on.
     if (number_ == 1) {
       thread.interruptedFrom = ThreadRecord::kNone;
-    } else if (!PyThreadState_Get()->async_exc) {
+      thread.interruptIsDue = false;
+    } else if (!thread.interruptIsDue && !PyThreadState_Get()->async_exc) {
       before_ = thread.interruptedFrom.exchange(ThreadRecord::kNone);
     }
   }
-  if (kInterruptsWithoutLock) {
-    if (number_ == 1) DropInterrupt();
-    around_ = thread.running.load(kRelaxed);
-    thread.running.store(PyThreadState_Get(), kRelaxed);
-  }
+  around_ = thread.running.load(kRelaxed);
+  thread.running.store(PyThreadState_Get(), kRelaxed);
   thread.evaluations.store(number_, std::memory_order_release);
 }
 
 Interruptible::~Interruptible() {
+  LockIsHeld();
   thread_.evaluations.store(number_ - 1, kRelaxed);
-  if (kInterruptsWithoutLock && thread_.running != around_) {
-    // A state that the library keeps outlasts whoever makes use of it just now; others need not.
-    const bool isKept = thread_.running.load(kRelaxed) == thread_.state.load(kRelaxed);
-    thread_.running.store(around_, isKept ? kRelaxed : std::memory_order_seq_cst);
-    if (!isKept) WaitForInterrupters(thread_);
-  }
+  thread_.running.store(around_, kRelaxed);
   int from = thread_.interruptedFrom.load(kRelaxed);
   if (from == ThreadRecord::kNone && before_ == ThreadRecord::kNone) return;
-  WaitForInterrupters(thread_);
   from = thread_.interruptedFrom.exchange(ThreadRecord::kNone);
+  thread_.interruptIsDue = false;
   const int outer = number_ - 1;
-  if (from <= outer && thread_.reporting != outer) {
-    // They were interrupted, too, and the thread holds one interrupt, which this one may have had.
-    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(PyThread_get_thread_ident()),
-                              PyExc_KeyboardInterrupt);
-  } else if (from <= number_) {
-    DropInterrupt();
-  }
+  const bool concernsOuter = from <= outer && thread_.reporting != outer;
+  if (!concernsOuter && from <= number_) DropInterrupt();
   from = std::min(from <= outer ? from : ThreadRecord::kNone, before_);
   if (from != ThreadRecord::kNone) thread_.interruptedFrom = from;
+  if (concernsOuter && !PyThreadState_Get()->async_exc) {  // this one had theirs
+    thread_.interruptIsDue = true;
+    DeliverInterrupt(thread_);
+    if (thread_.interruptIsDue) DeliverInterruptsSoon();
+  }
 }
 
 Uninterrupted::Uninterrupted(ThreadRecord& thread) : thread_(thread), around_(thread.reporting) {
   thread.reporting = thread.evaluations.load();
-  WaitForInterrupters(thread);
+  thread.interruptIsDue = false;
   DropInterrupt();
 }
 

@@ -8,9 +8,8 @@
 namespace zrpy {
 
 // Raises KeyboardInterrupt in the evaluations that run: of all threads, or of the one with this
-// number, and there in those above the given one and all inside them. Without or with the lock; a
-// thread that holds it for ever in C code makes others wait up to 3.11. False when none runs.
-// Throws std::bad_alloc.
+// number, and there in those above the given one and all inside them. With or without the lock, for
+// which it does not wait. False when none runs. Throws std::bad_alloc.
 bool InterruptEvaluations(std::uint64_t thread = 0, int above = 0);
 
 // One evaluation, as something that can be interrupted, from its beginning to its end. Lock held at

@@ -6,7 +6,6 @@
 #include <zrpythoninterp/core/RuntimeLife.h>
 
 #include <new>
-#include <thread>
 #include <utility>
 
 namespace zrpy {
@@ -64,7 +63,6 @@ void GiveUpThreadState(ThreadRecord& thread) {
   PyThreadState_Clear(state);
   thread.stateLife = 0;
   thread.state = nullptr;
-  while (thread.interrupters != 0) std::this_thread::yield();
   PyThreadState_DeleteCurrent();  // gives the lock up
 }
 

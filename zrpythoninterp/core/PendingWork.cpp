@@ -1,6 +1,7 @@
 // What the runtime does between two lines of Python. Test: tests/convert/ToVariant_test.cpp.
 #include <zrpythoninterp/core/Runtime.h>
 
+#include <zrpythoninterp/core/InterruptDelivery.h>
 #include <zrpythoninterp/core/PendingWork.h>
 #include <zrpythoninterp/core/PyRef.h>
 
@@ -17,6 +18,7 @@ bool MeetInterrupt() {
 bool ServePendingWork() {
   if (PyErr_CheckSignals() < 0 || Py_MakePendingCalls() < 0) return false;
   { const GilRelease othersTurn; }
+  if (ThreadRecord* const thread = Door::KnownThread()) DeliverInterrupt(*thread);
   return MeetInterrupt();
 }
 

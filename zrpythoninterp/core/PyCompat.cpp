@@ -23,9 +23,14 @@
 #endif
 #endif
 
-#if PY_VERSION_HEX >= 0x030C0000 && PY_VERSION_HEX < 0x030D0000
 // Declared in the runtime's internal headers alone.
+#if PY_VERSION_HEX >= 0x030C0000
+extern "C" PyAPI_FUNC(int)
+    _PyEval_AddPendingCall(PyInterpreterState* interp, int (*function)(void*), void* argument,
+                           int mainThreadOnly);
+#if PY_VERSION_HEX < 0x030D0000
 extern "C" PyAPI_FUNC(void) _PyEval_SignalAsyncExc(PyInterpreterState* interp);
+#endif
 #endif
 
 namespace zrpy {
@@ -59,9 +64,21 @@ SwitchesSoon::~SwitchesSoon() {
   if (_PyEval_GetSwitchInterval() == kSoon) _PyEval_SetSwitchInterval(switching.asked);
 }
 
+// The runtime leaves it with the newest state of that thread identifier, and the state of a thread
+// that is just being started bears that of the thread which starts it.
+void LeaveInterrupt(PyThreadState* state) {
+  const auto identity = static_cast<AsyncThreadId>(state->thread_id);
+  PyThreadState_SetAsyncExc(identity, PyExc_KeyboardInterrupt);
+  PyThreadState* newest = PyInterpreterState_ThreadHead(state->interp);
+  while (newest && newest->thread_id != state->thread_id) newest = PyThreadState_Next(newest);
+  if (!newest || newest == state) return;
+  const PyRef before = PyRef::Steal(state->async_exc);
+  state->async_exc = std::exchange(newest->async_exc, nullptr);
+}
+
 #else
 
-// An interrupt that a script left there itself stays.
+// What PyThreadState_SetAsyncExc does, on this state. The class of the error is never freed.
 void LeaveInterrupt(PyThreadState* state) {
   static_assert(sizeof(std::atomic<PyObject*>) == sizeof state->async_exc);
   PyObject* none = nullptr;
@@ -73,6 +90,10 @@ void LeaveInterrupt(PyThreadState* state) {
 #else
   _PyEval_SignalAsyncExc(state->interp);
 #endif
+}
+
+bool AddPendingCall(PyInterpreterState* interp, int (*function)(void*)) {
+  return _PyEval_AddPendingCall(interp, function, nullptr, 0) == 0;
 }
 
 #endif

@@ -391,19 +391,24 @@ constexpr bool kCurrentStateIsTheThreads = PY_VERSION_HEX >= 0x030C0000;
 
 // ---- interrupts ----
 
-// Since 3.12 an interrupt can be left with a running thread without the lock: what
-// PyThreadState_SetAsyncExc does under it touches only these words, and the class of the exception
-// is never freed. The state must stay until the call is over.
-#if PY_VERSION_HEX >= 0x030C0000
-constexpr bool kInterruptsWithoutLock = true;
+// Lock held. Raises KeyboardInterrupt at the next line of Python that runs on the state. Since 3.12
+// one that a script left there itself stays.
 void LeaveInterrupt(PyThreadState* state);
+
+// Since 3.12 a call can be left with the runtime, without the lock, that is made by whichever
+// thread of the interpreter runs Python next; before, such calls come to the first thread alone.
+// False where too many wait already.
+#if PY_VERSION_HEX >= 0x030C0000
+constexpr bool kPendingCallsReachAllThreads = true;
+bool AddPendingCall(PyInterpreterState* interp, int (*function)(void*));
 #else
-constexpr bool kInterruptsWithoutLock = false;
-inline void LeaveInterrupt(PyThreadState*) {}
+constexpr bool kPendingCallsReachAllThreads = false;
+inline bool AddPendingCall(PyInterpreterState*, int (*)(void*)) { return false; }
 #endif
 
-// Up to 3.11 it takes the lock, which a script that sets the switch interval to hours would not
-// hand on in this time: for its life the interval is short. Made without the lock, ends with it.
+// Up to 3.11 an interrupt takes the lock, which a script that sets the switch interval to hours
+// would not hand on in this time: for its life the interval is short. Made without the lock, ends
+// with it.
 class SwitchesSoon {
  public:
 #if PY_VERSION_HEX < 0x030C0000
@@ -609,6 +614,74 @@ inline PyObject* NewFrameGlobals(PyFrameObject* frame) {
 #else
   Py_INCREF(frame->f_globals);
   return frame->f_globals;
+#endif
+}
+
+// New reference to the frame that runs on the state, which may be another thread's; null where none
+// does. Lock held.
+inline PyObject* NewTopFrame(PyThreadState* state) {
+#if PY_VERSION_HEX >= 0x030B0000
+  return reinterpret_cast<PyObject*>(PyThreadState_GetFrame(state));
+#else
+  Py_XINCREF(state->frame);
+  return reinterpret_cast<PyObject*>(state->frame);
+#endif
+}
+
+// Puts the collection of garbage off, which in 3.11 comes with the making of frame objects. Lock
+// held for its life.
+class CollectionWaits {
+ public:
+#if PY_VERSION_HEX >= 0x030B0000 && PY_VERSION_HEX < 0x030C0000
+  CollectionWaits() : was_(PyGC_Disable()) {}
+  ~CollectionWaits() {
+    if (was_ != 0) PyGC_Enable();
+  }
+#else
+  CollectionWaits() = default;
+  ~CollectionWaits() { static_cast<void>(was_); }
+#endif
+  CollectionWaits(const CollectionWaits&) = delete;
+  CollectionWaits& operator=(const CollectionWaits&) = delete;
+
+ private:
+  int was_ = 0;
+};
+
+// Whether a local name of the function is bound. No error may be pending. Lock held.
+inline bool HasLocal(PyFrameObject* frame, const char* name) {
+#if PY_VERSION_HEX >= 0x030C0000
+  PyObject* const value = PyFrame_GetVarString(frame, name);
+  if (!value) PyErr_Clear();
+  Py_XDECREF(value);
+  return value != nullptr;
+#elif PY_VERSION_HEX >= 0x030B0000
+  PyObject* const locals = PyFrame_GetLocals(frame);
+  const bool has = locals && PyDict_GetItemString(locals, name);
+  if (!locals) PyErr_Clear();
+  Py_XDECREF(locals);
+  return has;
+#else
+  PyObject* const names = frame->f_code->co_varnames;
+  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(names); ++i) {
+    if (PyUnicode_CompareWithASCIIString(PyTuple_GET_ITEM(names, i), name) == 0) {
+      return frame->f_localsplus[i] != nullptr;
+    }
+  }
+  return false;
+#endif
+}
+
+// Whether the function has just left a block and not yet run what stands at its end: up to 3.9 an
+// error that is raised there goes past it, so that a with statement keeps its lock.
+inline bool LeavesBlock(PyFrameObject* frame) {
+#if PY_VERSION_HEX < 0x030A0000
+  const char* const code = PyBytes_AS_STRING(frame->f_code->co_code);
+  return frame->f_lasti >= 0 &&
+         OpOf(static_cast<unsigned char>(code[frame->f_lasti])) == Op::kPopBlock;
+#else
+  static_cast<void>(frame);
+  return false;
 #endif
 }
 

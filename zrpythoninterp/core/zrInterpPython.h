@@ -170,10 +170,11 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   zrPythonError LastError() const;
   /// Ends the evaluations that run: each raises KeyboardInterrupt at its next line of Python. Code
   /// that waits outside Python (a sleep, a read) raises it when it comes back. An evaluation that
-  /// reports its error is left alone. zrThreadEvaluations does the same for one thread.
-  /// **Threads**: any, but no signal handler; also while a stop waits for evaluations. **Lock**:
-  /// taken and given back up to CPython 3.11, not needed from 3.12 on. **Fails**: false when no
-  /// evaluation ran.
+  /// reports its error is left alone, and one that holds locks of an import or of threading raises
+  /// it behind them. zrThreadEvaluations does the same for one thread. **Threads**: any, but no
+  /// signal handler; also while a stop waits for evaluations. **Lock**: held or not, and not
+  /// touched.
+  /// **Fails**: false when no evaluation ran.
   bool InterruptScript();
 
   // ---- trace/Observers.cpp: who is told ----
