@@ -2,12 +2,9 @@
 #include <gtest/gtest.h>
 #include <tests/support/HostCalls.h>
 #include <tests/support/PythonTest.h>
-#include <tests/support/System.h>
 
 #include <atomic>
-#include <filesystem>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -159,29 +156,5 @@ TEST_F(Threads, ScriptCodeOfAStopCallsBackIntoTheHost) {
   // A thread that is waited for, an atexit function, and an object that goes with the runtime.
   EXPECT_EQ(answers, (std::vector<zrString>{"42", "42", "<failed>"}));
 }
-
-#if ZR_CAN(PROC)
-TEST_F(Threads, DaemonsDoNotHoldAStopUp) {
-  if (zrpy::kRuntimeMinor < 9) GTEST_SKIP() << "the runtime itself does not survive them";
-  const auto tasks = [] {
-    const std::filesystem::directory_iterator all("/proc/self/task");
-    return std::distance(begin(all), end(all));
-  };
-  const auto before = tasks();
-  ASSERT_TRUE(
-      Run("import threading, time\n"
-          "running = []\n"
-          "def work():\n"
-          "  running.append(1)\n"
-          "  while True: time.sleep(0.001)\n"
-          "for i in range(4): threading.Thread(target=work, daemon=True).start()\n"
-          "while len(running) < 4: time.sleep(0.001)"));
-  EXPECT_TRUE(interp().Close());
-  // Each ends where it asks for the lock; from 3.14 on and without the lock it hangs there.
-  while (zrpy::kRuntimeMinor < 14 && zrpy::kHasGlobalLock && tasks() > before)
-    std::this_thread::yield();
-  EXPECT_EQ(Text("6 * 7"), "42");
-}
-#endif
 
 }  // namespace

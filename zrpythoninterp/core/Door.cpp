@@ -73,7 +73,7 @@ void GiveUpRecord(ThreadRecord& thread) {
   thread.stateLife = 0;
   thread.inside = false;
   thread.visits = thread.observerWalks = 0;
-  thread.hasTurn = false;
+  thread.hasTurn = thread.isParked = thread.isInHost = false;
   ForgetEvaluations(thread);
   thread.thread = 0;  // last: from here on it may be another thread's
 }
@@ -119,6 +119,7 @@ ThreadRecord& NewThread() {
   static_cast<void>(forksAreHandled);
   const std::uint64_t number = ++threads;
   const auto take = [](ThreadRecord* record) {
+    record->identity = PyThread_get_thread_ident();
     if (kStatesBearStacks) record->stack = StackOfThisThread();
     return Slot().Set(record);
   };

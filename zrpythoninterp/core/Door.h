@@ -22,7 +22,9 @@ struct alignas(128) ThreadRecord {
   std::atomic<bool> inside{false};
   int visits = 0;         // that stand on the thread's stack: whether one is nested is told by this
   int observerWalks = 0;  // of them, those that tell observers
-  std::atomic<bool> hasTurn{false};  // the thread starts or stops the runtime
+  std::atomic<bool> hasTurn{false};   // the thread starts or stops the runtime
+  std::atomic<bool> isParked{false};  // for ever: see ParkForEver
+  std::atomic<bool> isInHost{false};  // in a callback that runs without the lock
 
   // The thread state that the library keeps for the thread, or that of the start, and its life.
   std::atomic<PyThreadState*> state{nullptr};
@@ -41,6 +43,7 @@ struct alignas(128) ThreadRecord {
   std::atomic<bool> interruptIsDue{false};       // and were not told yet: see InterruptDelivery.h
   std::atomic<PyThreadState*> running{nullptr};  // on which the newest runs
 
+  std::atomic<unsigned long> identity{0};  // as the runtime knows the thread
   std::atomic<std::uint64_t> thread{
       0};  // whose it is, by a number that no other thread gets; 0: free
   ThreadRecord* next = nullptr;
@@ -55,8 +58,11 @@ struct alignas(128) ThreadRecord {
 // that starts or stops, and threads on which the runtime runs script code already, for which the
 // stop itself waits. The last script code that a stop runs ahead of the end shuts the door for
 // these, too, waits for them to leave, and turns away who still comes: from there on the runtime
-// ends the threads of scripts wherever they ask for the lock, and nothing of ours may stand on
-// their stacks then.
+// ends the threads of scripts wherever they ask for the lock.
+//
+// A script's thread is outside where it runs script code or a callback of the host's (Absence, in
+// GilGuard.h), also inside an evaluation: nobody knows when it comes back, and a stop leaves it
+// behind. What of ours stands on its stack then stays untouched: it is parked on its way back.
 class Door {
  public:
   // The calling thread's, made at its first visit; throws std::bad_alloc. The other form gives null
@@ -81,7 +87,7 @@ class Door {
  private:
   friend class Visit;
   friend class Turn;
-  friend class GilRelease;
+  friend class Absence;
 
   enum class Wish { kVisit, kInterrupt, kNoWait };
   enum class Way { kOutside, kThroughTheOpenDoor, kThroughTheShutDoor };

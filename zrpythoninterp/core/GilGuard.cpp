@@ -37,7 +37,10 @@ bool RunsOn(PyThreadState* current) {
 }  // namespace
 
 void ParkForEver() {
-  if (ThreadRecord* const thread = Door::KnownThread()) thread->inside = false;
+  if (ThreadRecord* const thread = Door::KnownThread()) {
+    thread->inside = false;
+    thread->isParked = true;
+  }
   for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
 }
 
@@ -88,19 +91,24 @@ void GilGuard::lookAtStack(ThreadRecord& thread) {
   elsewhere_ = &thread;
 }
 
-GilRelease::GilRelease()
-    : thread_(Door::KnownThread()), endings_(Door::Endings()), state_(PyEval_SaveThread()) {
-  if (!thread_ || !thread_->inside || !thread_->isScripts || thread_->foreignState != state_)
-    return;
-  left_ = true;
-  thread_->inside = false;
+Absence::Absence(ThreadRecord& thread, PyThreadState* state, bool inHost)
+    : thread_(thread),
+      state_(state),
+      endings_(Door::Endings()),
+      wasInHost_(thread.isInHost),
+      left_(thread.inside && thread.isScripts && thread.foreignState == state) {
+  thread.isInHost = inHost;
+  if (left_) thread.inside = false;
 }
 
-GilRelease::~GilRelease() {
-  if (left_ && Door::GoIn(*thread_, Door::Wish::kVisit) == Door::Way::kOutside) ParkForEver();
-  // A stop waits for a thread of the host's and destroys the state of any other.
-  if (endings_ != Door::Endings() && !(thread_ && thread_->hasTurn)) ParkForEver();
-  TakeLock(state_);
+// A stop waits for a thread of the host's and destroys the state of any other.
+void Absence::Return() {
+  const bool isLate = left_ && Door::GoIn(thread_, Door::Wish::kVisit) == Door::Way::kOutside;
+  if (isLate || (endings_ != Door::Endings() && !thread_.hasTurn)) {
+    if (CurrentThreadState() == state_) PyEval_SaveThread();
+    ParkForEver();
+  }
+  thread_.isInHost = wasInHost_;
 }
 
 }  // namespace zrpy

@@ -83,22 +83,58 @@ class ZR_THREAD_ATTRIBUTE(scoped_lockable) GilGuard {
   ThreadRecord* elsewhere_ = nullptr;  // the thread, where it stands on another stack than its own
 };
 
-// Gives the lock up for its life and takes it back at its end, also when an exception passes. On
-// the thread of a script the visit is left meanwhile: a stop does not wait for it, and then the
-// thread does not come back.
+// While a thread of a script's runs script code or a callback of the host's it is outside the door:
+// a stop does not wait for it, and then it does not come back. Nothing for threads of the host's.
+class Absence {
+ public:
+  // The calling thread, inside or not, and the state on which it runs.
+  Absence(ThreadRecord& thread, PyThreadState* state, bool inHost);
+  Absence(const Absence&) = delete;
+  Absence& operator=(const Absence&) = delete;
+
+  // At the end, with the lock or without: the thread is inside as before, or parked.
+  void Return();
+
+ private:
+  ThreadRecord& thread_;
+  PyThreadState* const state_;
+  const std::uint64_t endings_;
+  const bool wasInHost_;
+  const bool left_;
+};
+
+// Gives the lock up for its life and takes it back at its end, also when an exception passes.
+// Throws std::bad_alloc, the lock held.
 class GilRelease {
  public:
-  GilRelease();
-  ~GilRelease();
+  GilRelease() : absence_(Door::Thread(), PyThreadState_Get(), true), state_(PyEval_SaveThread()) {}
+  ~GilRelease() {
+    absence_.Return();
+    TakeLock(state_);
+  }
   GilRelease(const GilRelease&) = delete;
   GilRelease& operator=(const GilRelease&) = delete;
 
  private:
-  ThreadRecord* thread_;
-  bool left_ = false;
-  std::uint64_t endings_;
-  PyThreadState* state_;
+  Absence absence_;
+  PyThreadState* const state_;
 };
+
+// Lock held. Runs the code of a script: run() gives what the runtime gives. Where the runtime ends
+// the thread meanwhile, by an unwinding of its frames (3.9 to 3.13), that goes no further.
+template <typename Run>
+PyObject* RunScriptCode(const Run& run) ZR_REQUIRES_GIL {
+  Absence absence(Door::Thread(), PyThreadState_Get(), false);
+  PyObject* result = nullptr;
+  try {
+    result = run();
+  } catch (...) {
+    absence.Return();
+    throw;
+  }
+  absence.Return();
+  return result;
+}
 
 // The same for a thread that may hold the lock or not, with the runtime up or not.
 class GilReleaseIfHeld {

@@ -162,6 +162,15 @@ inline void MoveToStack(PyThreadState* state, void* low, size_t size) {
 constexpr bool kStaticTypesOutliveTheRuntime =
     PY_VERSION_HEX < 0x030C0000 || PY_VERSION_HEX >= 0x030D0000;
 
+// Whether a thread that runs script code when the runtime stops, and sleeps through what is left of
+// that life, comes back into the next one, which crashes it: since 3.14, and without the lock, it
+// waits for ever.
+#if PY_VERSION_HEX < 0x030E0000 && !defined(Py_GIL_DISABLED)
+constexpr bool kThreadsComeBackLater = true;
+#else
+constexpr bool kThreadsComeBackLater = false;
+#endif
+
 // Around a stop, with the lock held when it is made: up to 3.12.4 the descriptions of keyword
 // arguments that functions in extension modules keep in static memory are emptied by a stop and
 // still say that they are full, so that the next life crashes on them. Nothing on other releases.

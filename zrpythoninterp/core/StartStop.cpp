@@ -9,6 +9,7 @@
 #include <zrpythoninterp/core/HomeCheck.h>
 #include <zrpythoninterp/core/HomeSearch.h>
 #include <zrpythoninterp/core/KeptThreadState.h>
+#include <zrpythoninterp/core/LeftThreads.h>
 #include <zrpythoninterp/core/OldThreadStates.h>
 #include <zrpythoninterp/core/RuntimeLife.h>
 #include <zrpythoninterp/core/SignalHandover.h>
@@ -77,6 +78,17 @@ bool MayStop() {
   return !gil.isElsewhere() && !gil.isScripts();
 }
 
+// Lock held, in a stop that has waited for all for whom it waits.
+void LeaveThreadsBehind() {
+  zrpy::LockIsHeld();
+  zrpy::Door::ShutForScripts();
+  try {
+    zrpy::NoteLeftThreads();
+  } catch (const std::bad_alloc&) {
+    // The next start goes on with what is known of them.
+  }
+}
+
 // On a turn, without the lock. False when a script's own interpreter still runs: the stop would end
 // the process.
 bool EndOthers() {
@@ -128,6 +140,7 @@ zrString zrInterpPython::start() {
   if (!refusal.empty()) return refusal;
   constexpr const char* kTaken = "started by somebody else";
   if (Py_IsInitialized() != 0) return kTaken;
+  if (zrpy::LeftThreadsRemain()) return "threads of an earlier life still run";
 
   setUserBase();
   std::unique_ptr<ProcessValues>& process = Process();
@@ -240,7 +253,7 @@ void zrInterpPython::finish() {
   zrpy::RuntimeLife::End();
   zrpy::AdoptMainThread();
   zrpy::RuntimeLife::DropKept();
-  if (!zrpy::CallAtExit(&zrpy::Door::ShutForScripts)) zrpy::Door::ShutForScripts();
+  if (!zrpy::CallAtExit(&LeaveThreadsBehind)) LeaveThreadsBehind();
   {
     const zrpy::KeepLocale locale;
     const zrpy::SignalHandover signals(AddressInRuntime());

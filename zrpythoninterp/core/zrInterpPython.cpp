@@ -36,7 +36,13 @@ zrInterpPython::zrInterpPython(const zrInterp& /*other*/) : zrInterp(zrString())
 
 zrInterpPython& zrInterpPython::operator=(const zrInterp& /*other*/) { return *this; }
 
-zrInterpPython::~zrInterpPython() { stop(); }
+// A stop leaves a script's daemon thread behind in the observer that it tells; the walk around that
+// makes use of the object until the observer returns.
+zrInterpPython::~zrInterpPython() {
+  stop();
+  std::unique_lock<std::mutex> lock(observersMutex_);
+  walkMoved_.wait(lock, [this] { return walks_ == nullptr; });
+}
 
 bool zrInterpPython::SetAlert(AlertFn alert) {
   alertFn_ = alert;

@@ -10,7 +10,7 @@ namespace zrpy {
 PyRef RunCode(PyObject* code, PyObject* globals, PyObject* locals) {
   const PyRef builtins = Interned(Name::kBuiltins);
   if (!builtins || !AuditExec(code) || !CompleteNamespace(globals, builtins.get())) return PyRef();
-  return PyRef::Steal(PyEval_EvalCode(code, globals, locals));
+  return PyRef::Steal(RunScriptCode([&] { return PyEval_EvalCode(code, globals, locals); }));
 }
 
 PyRef RunKeptCode(PyObject* code, const char* source, PyObject* globals, PyObject* locals) {

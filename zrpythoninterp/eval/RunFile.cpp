@@ -98,7 +98,8 @@ PyRef Run(zrpy::Stream stream, const ScriptFile& script, PyObject* globals,
     return zrpy::RunSourceFile(std::move(stream), script.path, globals, locals);
   }
   const PyRef code = zrpy::ReadCompiledFile(std::move(stream), script.path);
-  return PyRef::Steal(code ? PyEval_EvalCode(code.get(), globals, locals) : nullptr);
+  const auto run = [&] { return PyEval_EvalCode(code.get(), globals, locals); };
+  return PyRef::Steal(code ? zrpy::RunScriptCode(run) : nullptr);
 }
 
 }  // namespace

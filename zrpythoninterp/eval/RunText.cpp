@@ -37,7 +37,8 @@ PyRef RunText(const zrString& script, TextMode mode, PyObject* globals, PyObject
   const Sighting sighting = LookUpCode(source);
   if (sighting.code) return RunKeptCode(sighting.code.get(), script.c_str(), globals, locals);
   if (!sighting.isWorthKeeping) {
-    return PyRef::Steal(PyRun_StringFlags(script.c_str(), start, globals, locals, nullptr));
+    return PyRef::Steal(RunScriptCode(
+        [&] { return PyRun_StringFlags(script.c_str(), start, globals, locals, nullptr); }));
   }
   const PyRef code = CompileAndKeep(source, sighting, start);
   return code ? RunCode(code.get(), globals, locals) : PyRef();

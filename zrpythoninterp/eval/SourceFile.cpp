@@ -58,8 +58,10 @@ PyRef RunSourceFile(Stream stream, const zrString& path, PyObject* globals, PyOb
     return PyRef();
   }
   std::rewind(stream.get());
-  return PyRef::Steal(PyRun_FileExFlags(stream.release(), path.c_str(), Py_file_input, globals,
-                                        locals, 1, nullptr));
+  return PyRef::Steal(RunScriptCode([&] {
+    return PyRun_FileExFlags(stream.release(), path.c_str(), Py_file_input, globals, locals, 1,
+                             nullptr);
+  }));
 }
 
 }  // namespace zrpy

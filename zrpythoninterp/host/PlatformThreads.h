@@ -1,6 +1,8 @@
 // What differs between operating systems about threads and processes.
 #pragma once
 
+#include <memory>
+
 namespace zrpy {
 
 // A pointer for each thread, null at first. When a thread ends that has set one, the function is
@@ -17,6 +19,18 @@ class ThreadSlot {
  private:
   bool isMade_;
   unsigned long key_ = 0;
+};
+
+// Tells whether a thread of the process still exists.
+class ThreadWatch {
+ public:
+  // Of a thread that exists now, by the number that the runtime has for it. Throws std::bad_alloc.
+  explicit ThreadWatch(unsigned long identity);
+
+  bool Exists() const;
+
+ private:
+  std::shared_ptr<void> thread_;  // the system's; null where there was none
 };
 
 // Calls the functions around every fork of the process, on the thread that forks: before, and

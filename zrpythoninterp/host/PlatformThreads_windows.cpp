@@ -14,6 +14,15 @@ void* ThreadSlot::Get() const { return isMade_ ? FlsGetValue(key_) : nullptr; }
 
 bool ThreadSlot::Set(void* pointer) const { return isMade_ && FlsSetValue(key_, pointer) != FALSE; }
 
+ThreadWatch::ThreadWatch(unsigned long identity) {
+  if (void* const thread = OpenThread(SYNCHRONIZE, FALSE, identity))
+    thread_.reset(thread, &CloseHandle);
+}
+
+bool ThreadWatch::Exists() const {
+  return thread_ && WaitForSingleObject(thread_.get(), 0) == WAIT_TIMEOUT;
+}
+
 void CallAtFork(void (*)(), void (*)(), void (*)()) {}
 
 }  // namespace zrpy

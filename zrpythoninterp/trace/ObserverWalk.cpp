@@ -22,12 +22,10 @@ ObserverWalk::ObserverWalk(zrInterpPython& interp)
 
 ObserverWalk::~ObserverWalk() {
   --walksOnThisThread_;
-  {
-    const std::lock_guard<std::mutex> lock(interp_.observersMutex_);
-    (next_ ? next_->previous_ : interp_.walks_) = previous_;
-    if (previous_) previous_->next_ = next_;
-  }
-  interp_.walkMoved_.notify_all();
+  const std::lock_guard<std::mutex> lock(interp_.observersMutex_);
+  (next_ ? next_->previous_ : interp_.walks_) = previous_;
+  if (previous_) previous_->next_ = next_;
+  interp_.walkMoved_.notify_all();  // ahead of the mutex: the interpreter's end may wait for it
 }
 
 void ObserverWalk::takeList() {

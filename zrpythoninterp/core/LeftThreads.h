@@ -1,0 +1,17 @@
+// Threads of scripts that a stop left behind.
+#pragma once
+
+#include <zrpythoninterp/core/GilGuard.h>
+
+namespace zrpy {
+
+// Lock held, late in a stop: notes the threads on which the runtime runs Python code, but for the
+// calling one. Throws std::bad_alloc.
+void NoteLeftThreads() ZR_REQUIRES_GIL;
+
+// For a start, with no runtime up. True when one of them can still come back to the runtime, with a
+// thread state that is gone: the next life would not survive that. Waits a moment for those that
+// are about to end.
+bool LeftThreadsRemain();
+
+}  // namespace zrpy
