@@ -681,19 +681,6 @@ inline bool HasLocal(PyFrameObject* frame, const char* name) {
 #endif
 }
 
-// Whether the function has just left a block and not yet run what stands at its end: up to 3.9 an
-// error that is raised there goes past it, so that a with statement keeps its lock.
-inline bool LeavesBlock(PyFrameObject* frame) {
-#if PY_VERSION_HEX < 0x030A0000
-  const char* const code = PyBytes_AS_STRING(frame->f_code->co_code);
-  return frame->f_lasti >= 0 &&
-         OpOf(static_cast<unsigned char>(code[frame->f_lasti])) == Op::kPopBlock;
-#else
-  static_cast<void>(frame);
-  return false;
-#endif
-}
-
 // Where an entry of a traceback stands in its file. Lines from 1. Columns in bytes of UTF-8, from
 // 0; -1 where the runtime knows none, as all do before 3.11.
 struct EntryPosition {
@@ -793,5 +780,18 @@ enum class Op : unsigned char {
   kLeave,
 };
 Op OpOf(unsigned char opcode);
+
+// Whether the function has just left a block and not yet run what stands at its end: up to 3.9 an
+// error that is raised there goes past it, so that a with statement keeps its lock.
+inline bool LeavesBlock(PyFrameObject* frame) {
+#if PY_VERSION_HEX < 0x030A0000
+  const char* const code = PyBytes_AS_STRING(frame->f_code->co_code);
+  return frame->f_lasti >= 0 &&
+         OpOf(static_cast<unsigned char>(code[frame->f_lasti])) == Op::kPopBlock;
+#else
+  static_cast<void>(frame);
+  return false;
+#endif
+}
 
 }  // namespace zrpy
