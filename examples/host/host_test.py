@@ -375,7 +375,7 @@ class Keys(HostTest):
         self.type(b'na\t\t')
         self.await_text('na\u00efve_count'.encode())  # all that it could be
         self.type(b'if\n')
-        self.await_text(b'failed: NameError')
+        self.await_text(b'[7]')  # naif
         self.type(b'\x04')
         self.assertEqual(0, self.ended())
 

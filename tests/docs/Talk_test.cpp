@@ -3,7 +3,10 @@
 #include <zrpythoninterp/talk/zrPythonLimit.h>
 
 #include <chrono>
+#include <condition_variable>
+#include <deque>
 #include <map>
+#include <mutex>
 #include <thread>
 
 namespace {
@@ -51,8 +54,18 @@ TEST_F(TalkPage, Stop) {
   EXPECT_EQ(python.LastError().message, "stopped by the host");
 }
 
+TEST_F(TalkPage, StopOfWhatCatchesEverything) {
+#include <talk/stubborn.inc>
+  EXPECT_FALSE(ran);
+}
+
 TEST_F(TalkPage, StopOfASleep) {
 #include <talk/sleep.inc>
+  EXPECT_FALSE(ran);
+}
+
+TEST_F(TalkPage, StopOfAQuestion) {
+#include <talk/input.inc>
   EXPECT_FALSE(ran);
 }
 

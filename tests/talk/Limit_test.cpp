@@ -34,6 +34,30 @@ TEST_F(TalkLimit, EndsWhatRunsTooLongAndSaysSo) {
   EXPECT_FALSE(limit.IsOver());
 }
 
+TEST_F(TalkLimit, EndsWhatCatchesEverything) {
+  zrPythonStop button;
+  talk.AddFunction("press", [&](zrStlVector<zrVariant>&, zrVariant&, zrString&) {
+    button.Press();
+    return true;
+  });
+  for (const char* text :
+       {"import zrhost\nwhile True:\n  try:\n    zrhost.press()\n    while True: pass\n"
+        "  except: pass",
+        "from contextlib import suppress\ndef turn():\n  while True:\n"
+        "    with suppress(BaseException):\n      zrhost.press()\n      while True: pass\n"
+        "while True:\n  try: turn()\n  except BaseException: turn()\n  else: turn()"}) {
+    button.Reset();
+    const zrPythonLimit limit(button);
+    EXPECT_FALSE(Run(text));
+    EXPECT_EQ(interp().LastError().kind, "KeyboardInterrupt");
+    EXPECT_EQ(interp().LastError().message, "stopped by the host") << text;
+  }
+  // Nothing is left behind, also where a script makes an error of its own of such a one.
+  button.Reset();
+  const zrPythonLimit limit(button);
+  EXPECT_TRUE(Run("type(sys.last_value)()\nfor i in range(100000): pass"));
+}
+
 TEST_F(TalkLimit, ReachesNothingButWhatItsThreadEvaluatesInIt) {
   // An evaluation around the limit.
   bool inner = true;

@@ -250,8 +250,11 @@ ErrorDetails ReadDetails(const FetchedError& error) {
   details.messageIsKnown = static_cast<bool>(message);
   report.message = BoundedText(message.get());
   const char* const reason = InterruptReason::Current();
-  if (reason && error.type.get() == PyExc_KeyboardInterrupt && report.message.empty()) {
+  const bool interrupted =
+      PyErr_GivenExceptionMatches(error.type.get(), PyExc_KeyboardInterrupt) != 0;
+  if (reason && interrupted && report.message.empty()) {
     report.message = reason;
+    details.messageIsKnown = true;
   }
   if (error.traceback) ReadPlaces(error.traceback.get(), report);
   if (instance && Is(instance.get(), PyExc_SyntaxError)) {

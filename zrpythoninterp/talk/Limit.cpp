@@ -4,6 +4,7 @@
 
 #include <zrpythoninterp/core/zrThreadEvaluations.h>
 #include <zrpythoninterp/eval/InterruptReason.h>
+#include <zrpythoninterp/talk/Insistence.h>
 #include <zrpythoninterp/talk/zrPythonLimit.h>
 
 #include <algorithm>
@@ -22,6 +23,7 @@ using Time = Clock::time_point;
 using Button = std::shared_ptr<const std::atomic<bool>>;
 
 constexpr auto kAgain = std::chrono::milliseconds(100);
+constexpr auto kInsists = std::chrono::seconds(1);  // behind the first interrupt
 constexpr auto kPatience = std::chrono::seconds(1);
 
 }  // namespace
@@ -40,7 +42,9 @@ struct LimitedScope {
   const Time end;
   const Button button;
   InterruptReason reason;
+  Insistence insistence;
   std::atomic<bool> over{false};
+  Time insists;
   Time again;
 };
 
@@ -125,12 +129,14 @@ void Watcher::watch() {
 
 void Watcher::interrupt(LimitedScope& scope, Time now, std::unique_lock<std::mutex>& lock) {
   scope.reason.Set(now >= scope.end ? "the time limit is over" : "stopped by the host");
-  scope.over = true;
+  if (!scope.over.exchange(true)) scope.insists = now + kInsists;
   scope.again = now + kAgain;
   interrupting_ = &scope;
   lock.unlock();
   try {
-    scope.evaluations.Interrupt();
+    const bool any =
+        now < scope.insists ? scope.evaluations.Interrupt() : scope.insistence.Insist();
+    if (!any) scope.insists = now + kInsists;  // what the thread evaluates next has its time
   } catch (const std::bad_alloc&) {
     // It is tried again in a moment.
   }

@@ -32,8 +32,10 @@ class ZR_EXPORT zrPythonStop {
 /// Bounds the evaluations that the calling thread makes during the object's life: when the time is
 /// over, or the button is pressed, they get a KeyboardInterrupt, as by
 /// zrInterpPython::InterruptScript, and LastError says in its message which of the two it was. The
-/// script may catch it; while an evaluation goes on, it gets another one ten times a second. An
-/// evaluation around the limit, out of whose callback the limit was made, goes on.
+/// script may catch it; while an evaluation goes on, it gets another one ten times a second, and
+/// after a second each one that it catches is followed by the next at once, also in its handler, so
+/// that no script of Python code goes on. An evaluation around the limit, out of whose callback the
+/// limit was made, goes on.
 ///
 /// One thread of the library's watches all limits; it ends a second after the last.
 /// **Threads**: made and destroyed on one thread; limits inside one another go in the order of
