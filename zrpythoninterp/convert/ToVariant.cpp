@@ -58,15 +58,17 @@ void AppendItem(zrString& text, PyObject* key, PyObject* value, const Level& lev
   AppendSide(text, value, level, walk);
 }
 
-// Appends an entry for the element, where it has one. May leave an error pending, unless it gives
-// true.
-bool CollectElement(zrStlVector<zrString>& entries, PyObject* element, const Level& level,
-                    Walk& walk) {
-  if (PyUnicode_CheckExact(element)) {  // the commonest by far
-    const char* const characters = Characters(element);
-    if (characters) entries.emplace_back(characters);
-    return characters != nullptr;
-  }
+// Appends an entry for a text, which is the commonest element by far. False with an error pending
+// when it has no form in the host.
+inline bool CollectText(zrStlVector<zrString>& entries, PyObject* text) ZR_REQUIRES_GIL {
+  const char* const characters = Characters(text);
+  if (characters) entries.emplace_back(characters);
+  return characters != nullptr;
+}
+
+// The same for any other element. May leave an error pending, unless it gives true.
+bool CollectOther(zrStlVector<zrString>& entries, PyObject* element, const Level& level,
+                  Walk& walk) {
   entries.emplace_back();
   if (AppendNumber(entries.back(), element)) return true;
   if (!AppendTo(entries.back(), element, &level, walk)) entries.pop_back();
@@ -87,15 +89,24 @@ bool CollectEntries(zrStlVector<zrString>& entries, const Level& level, Walk& wa
     });
     return true;
   }
-  const bool mayNotEnd = HasOwnIterator(level.container);
+  const auto collect = [&](PyObject* element) {
+    LockIsHeld();
+    return PyUnicode_CheckExact(element) ? CollectText(entries, element)
+                                         : CollectOther(entries, element, level, walk);
+  };
+  if (!HasOwnIterator(level.container)) {
+    return ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
+      LockIsHeld();
+      if (!collect(element)) errors.Park();
+      return walk.GoesOn();
+    });
+  }
   return ForEachElement(level.container, [&](PyObject* element, ErrorStash& errors) {
     LockIsHeld();
     const size_t before = entries.size();
-    if (!CollectElement(entries, element, level, walk)) errors.Park();
-    if (mayNotEnd && entries.size() > before) {
-      walk.Charge(static_cast<std::int64_t>(entries.back().size()));
-    }
-    return (!mayNotEnd || walk.MayGiveMore(zrString())) && walk.GoesOn();
+    if (!collect(element)) errors.Park();
+    if (entries.size() > before) walk.Charge(static_cast<std::int64_t>(entries.back().size()));
+    return walk.MayGiveMore(zrString()) && walk.GoesOn();
   });
 }
 

@@ -31,7 +31,7 @@ Entry::Entry(zrInterpPython& interp) {
 }
 
 Entry::~Entry() {
-  if (gil_ && !gil_->isElsewhere()) PyErr_Clear();
+  if (gil_ && !gil_->isElsewhere() && PyErr_Occurred() != nullptr) PyErr_Clear();
 }
 
 // Between Init and the door another thread can have stopped the runtime. Evaluations inside another

@@ -49,8 +49,8 @@ void CallExit(ExitFn exit) ZR_REQUIRES_GIL {
 // nothing of the library locked.
 void zrInterpPython::handleExceptions() {
   zrpy::LockIsHeld();
+  if (PyErr_Occurred() == nullptr) return;
   FetchedError error = FetchedError::Take();
-  if (!error.type) return;
   const zrpy::Uninterrupted report(zrpy::Door::Thread());
   zrpy::ErrorReporting reporting(*lastErrors_, error);
   if (alertFn_) alertFn_(AlertText(error));

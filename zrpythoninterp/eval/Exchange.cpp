@@ -11,10 +11,13 @@ namespace {
 using zrpy::Entry;
 using zrpy::PyRef;
 
-// Lock held. True when the name is bound. May leave an error pending.
+// Lock held. True when the name is bound. May leave an error pending. The name is not made the
+// runtime's one copy of its text: that takes a look at all the names of all scripts each time, and
+// spares those who read it next to nothing.
 bool Bind(PyObject* dict, const zrString& name, const zrVariant& value) ZR_REQUIRES_GIL {
   const PyRef object = zrpy::FromVariant(value);
-  return object && PyDict_SetItemString(dict, name.c_str(), object.get()) == 0;
+  const PyRef key = object ? zrpy::FromText(name) : PyRef();
+  return key && PyDict_SetItem(dict, key.get(), object.get()) == 0;
 }
 
 }  // namespace
