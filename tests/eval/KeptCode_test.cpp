@@ -50,16 +50,29 @@ TEST_F(KeptCode, ErrorsAndWarningsOfTheCompilerComeEachTime) {
 TEST_F(KeptCode, AuditHooksHearOfEachEvaluationAndWarnAsEver) {
   if (zrpy::kRuntimeMinor < 8) GTEST_SKIP() << "no audit hooks before 3.8";
   ASSERT_TRUE(
-      Run("import sys, warnings\nsources, failed, on = [], [], True\n"
+      Run("import sys, warnings\nsources, failed, on, refuses = [], [], True, False\n"
           "warnings.simplefilter('ignore')\n"
           "def hook(event, args):\n"
           "  if on and event == 'compile':\n"
           "    sources.append(args[0])\n"
           "    try:\n      warnings.warn('by the hook')\n"
           "    except Exception as e:\n      failed.append(e)\n"
+          "    if refuses:\n      globals()['refuses'] = False\n      raise SyntaxError\n"
           "sys.addaudithook(hook)\n"));
   for (int i = 0; i < 4; ++i) EXPECT_EQ(Ask("20 + 3").text, "23");
   EXPECT_EQ(Text("sources.count(b'20 + 3') + sources.count('20 + 3')"), "4");
+  // Of statements twice, as they are tried as an expression; a refusal of the hook's own tells
+  // nothing of the text.
+  bool ok = false;
+  for (int i = 0; i < 4; ++i) {
+    interp().EvalScript2("two = 2", ok);
+    EXPECT_TRUE(ok);
+    ASSERT_TRUE(Run("refuses = True"));
+    interp().EvalScript2("20 + 4", ok);
+    EXPECT_TRUE(ok);
+  }
+  EXPECT_EQ(Text("sources.count(b'two = 2') + sources.count('two = 2')"), "8");
+  EXPECT_EQ(interp().EvalScript2("20 + 4", ok).GetLong64(), 24);
   EXPECT_EQ(Text("len(failed)"), "0");
   ASSERT_TRUE(Run("on = False"));
 }

@@ -95,11 +95,7 @@ zrVariant zrInterpPython::EvalScript2(const zrString& script, bool& ok) {
   const Entry entry(*this);
   if (!entry) return value;
   const PyRef main = zrpy::MainDict();
-  PyRef result = RunText(script, TextMode::kExpression, main.get(), main.get());
-  if (!result && main && !entry.interrupted()) {
-    PyErr_Clear();  // only the second try is reported
-    result = RunText(script, TextMode::kStatements, main.get(), main.get());
-  }
+  PyRef result = zrpy::RunEither(script, main.get(), entry);
   ok = static_cast<bool>(result);
   if (result) zrpy::ToVariant(value, result.get());  // None has no form in the host and still is ok
   result.reset();  // the host's callbacks run with nothing of this run held

@@ -31,7 +31,7 @@ constexpr std::size_t kParts = 16;
 constexpr int kAsked = 2;
 constexpr std::uint32_t kNeverSeen = std::numeric_limits<std::uint32_t>::max();
 
-bool IsText(const CodeSource& source) { return source.kind <= CodeSource::Kind::kStatements; }
+bool IsText(const CodeSource& source) { return source.kind <= CodeSource::Kind::kNoExpression; }
 
 // Of a file, its path: what was kept of an earlier content is found, and gives way.
 std::size_t HashOf(const CodeSource& source) {

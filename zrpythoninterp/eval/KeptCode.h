@@ -11,7 +11,14 @@ namespace zrpy {
 
 // What code is made of. Borrows its texts.
 struct CodeSource {
-  enum class Kind : unsigned char { kExpression, kStatements, kSourceFile, kCompiledFile };
+  // kNoExpression: statements of a text that the compiler refused as an expression.
+  enum class Kind : unsigned char {
+    kExpression,
+    kStatements,
+    kNoExpression,
+    kSourceFile,
+    kCompiledFile
+  };
 
   Kind kind;
   std::string_view path;     // of a file, as it is shown to the script; empty for a text

@@ -7,6 +7,8 @@
 
 namespace zrpy {
 
+class Entry;
+
 // Whether the text is one expression, whose value is given, or statements, which give None.
 enum class TextMode { kExpression, kStatements };
 
@@ -15,5 +17,10 @@ enum class TextMode { kExpression, kStatements };
 // raises.
 PyRef RunText(const zrString& script, TextMode mode, PyObject* globals,
               PyObject* locals) ZR_REQUIRES_GIL;
+
+// As an expression, and where that fails for any reason but an interrupt of the entry, as
+// statements, all in one namespace. That a text is no expression is told by its code, which is kept
+// apart from that of other statements.
+PyRef RunEither(const zrString& script, PyObject* names, const Entry& entry) ZR_REQUIRES_GIL;
 
 }  // namespace zrpy
