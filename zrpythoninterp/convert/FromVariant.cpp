@@ -14,6 +14,8 @@ namespace zrpy {
 
 namespace {
 
+constexpr std::uint32_t kText = 7;
+
 // The tag is the value's first field. An unsigned one makes negative tags unknown ones.
 std::uint32_t Tag(const zrVariant& value) {
   std::uint32_t tag = 0;
@@ -83,6 +85,25 @@ PyRef FromText(const zrString& text) {
   return PyRef::Steal(PyUnicode_FromString(text.c_str()));
 }
 
+bool ConvertsQuietly(const zrString& text) {
+  std::uint64_t bits = 0;
+  std::uint64_t word = 0;
+  size_t at = 0;
+  for (; at + sizeof word <= text.size(); at += sizeof word) {
+    std::memcpy(&word, text.data() + at, sizeof word);
+    bits |= word;
+  }
+  for (; at < text.size(); ++at) bits |= static_cast<unsigned char>(text[at]);
+  return (bits & 0x8080808080808080u) == 0;
+}
+
+bool ConvertsQuietly(const zrVariant& value) {
+  const std::uint32_t tag = Tag(value);
+  if (tag != kText) return tag < kText;
+  zrString scratch;
+  return ConvertsQuietly(zrVariantAccess::String(value, scratch));
+}
+
 PyRef FromVariant(const zrVariant& value) {
   switch (Tag(value)) {
     case 0:
@@ -96,7 +117,7 @@ PyRef FromVariant(const zrVariant& value) {
     case 5:
     case 6:
       return PyRef::Steal(PyFloat_FromDouble(value.GetDouble()));
-    case 7:
+    case kText:
       return FromString(value);
     case 8:
       return FromStringList(value);

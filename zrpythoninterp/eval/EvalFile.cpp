@@ -23,16 +23,29 @@ using VariableMap = zrStlMap<zrString, zrVariant>;
 // changes the caller's map.
 using Variables = zrStlVector<std::pair<zrString, zrVariant>>;
 
-// Lock held. Names whose value has no Python form are left out. May leave an error pending. The
-// names are not made the runtime's one copy of their text: most are never looked up by the file,
-// and that would take longer than all the rest.
+// Lock held. False, perhaps with an error pending, when one of the two has no Python form. The name
+// is not made the runtime's one copy of its text: most are never looked up by the file, and that
+// would take longer than all the rest.
+bool Put(PyObject* dict, const zrString& name, const zrVariant& value) ZR_REQUIRES_GIL {
+  const PyRef object = zrpy::FromVariant(value);
+  const PyRef key = object ? zrpy::FromText(name) : PyRef();
+  return key && PyDict_SetItem(dict, key.get(), object.get()) == 0;
+}
+
+// Lock held. Names whose value has no Python form are left out. May leave an error pending. Most
+// entries convert where they are; the others apart from the map, whose next one is found anew.
 void Fill(PyObject* dict, const VariableMap& map) ZR_REQUIRES_GIL {
-  const Variables variables(map.begin(), map.end());
   ErrorStash errors;
-  for (const auto& [name, value] : variables) {
-    const PyRef object = zrpy::FromVariant(value);
-    const PyRef key = object ? zrpy::FromText(name) : PyRef();
-    if (!key || PyDict_SetItem(dict, key.get(), object.get()) < 0) errors.Park();
+  auto next = map.begin();
+  for (size_t left = map.size(); left > 0 && next != map.end(); --left) {
+    if (zrpy::ConvertsQuietly(next->first) && zrpy::ConvertsQuietly(next->second)) {
+      if (!Put(dict, next->first, next->second)) return;  // no memory, and no knowing what ran
+      ++next;
+    } else {
+      const auto [name, value] = *next;
+      if (!Put(dict, name, value)) errors.Park();
+      next = map.upper_bound(name);
+    }
   }
 }
 
@@ -44,13 +57,10 @@ Variables Collect(PyObject* dict) ZR_REQUIRES_GIL {
   variables.reserve(static_cast<size_t>(PyDict_Size(dict)));
   zrpy::ForEachItem(dict, [&](PyObject* key, PyObject* value, ErrorStash& errors) {
     zrpy::LockIsHeld();
-    zrString name;
-    zrVariant variable;
+    auto& [name, variable] = variables.emplace_back();
     const bool named = zrpy::AppendText(name, key) && name != builtins;
     errors.Park();  // a key's error must not reach the value's conversion
-    if (named && zrpy::ToVariant(variable, value)) {
-      variables.emplace_back(std::move(name), std::move(variable));
-    }
+    if (!named || !zrpy::ToVariant(variable, value)) variables.pop_back();
     errors.Park();
     return true;
   });
