@@ -105,6 +105,10 @@ void InChild() {
   for (ThreadRecord* other = Door::Records(); other; other = other->next) {
     if (other != self) GiveUpRecord(*other);
   }
+  if (self) {  // what was asked for before is the parent's to end
+    self->interruptedFrom = ThreadRecord::kNone;
+    self->interruptIsDue = false;
+  }
   if (changes.turn != self) {
     changes.turn = nullptr;
     shut = kOpen;

@@ -34,6 +34,21 @@ bool AnyIsDue() {
   return false;
 }
 
+// Lock held. True when the record's thread is to be interrupted where it stands, and not told yet.
+bool TakeDue(ThreadRecord& record) {
+  LockIsHeld();
+  PyThreadState* const state = record.running;
+  if (!record.interruptIsDue || !state) return false;
+  if (!kHasGlobalLock && state != CurrentThreadState()) return false;  // it runs just now
+  if (!record.interruptIsDue.exchange(false)) return false;
+  if (record.interruptedFrom > record.evaluations || record.reporting == record.evaluations) {
+    return false;
+  }
+  if (CanBeInterrupted(state)) return true;
+  record.interruptIsDue = true;
+  return false;
+}
+
 void DeliverAll() {
   LockIsHeld();
   for (ThreadRecord* record = Door::Records(); record; record = record->next) {
@@ -41,11 +56,17 @@ void DeliverAll() {
   }
 }
 
-// On whatever thread comes first to where the runtime looks for such calls.
+// On whatever thread comes first to where the runtime looks for such calls. One that is to be
+// interrupted itself is so at once: 3.13 would look for what is left with the state further on,
+// where the thread may stand in the middle of a lock.
 int DeliverAsPendingCall(void*) {
+  LockIsHeld();
   pendingLife = 0;
+  ThreadRecord* const self = Door::KnownThread();
+  const bool isSelf = self && self->running == CurrentThreadState() && TakeDue(*self);
   DeliverAll();
-  return 0;
+  if (isSelf) PyErr_SetNone(PyExc_KeyboardInterrupt);
+  return isSelf ? -1 : 0;
 }
 
 // Since 3.12 a pending call comes to any thread, so also to one that never gives the lock up; the
@@ -87,16 +108,7 @@ void AskAgainAndAgain() {
 }  // namespace
 
 void DeliverInterrupt(ThreadRecord& record) {
-  PyThreadState* const state = record.running;
-  if (!record.interruptIsDue || !state) return;
-  if (!kHasGlobalLock && state != CurrentThreadState()) return;  // it runs just now
-  if (!record.interruptIsDue.exchange(false)) return;
-  if (record.interruptedFrom > record.evaluations || record.reporting == record.evaluations) return;
-  if (CanBeInterrupted(state)) {
-    LeaveInterrupt(state);
-  } else {
-    record.interruptIsDue = true;
-  }
+  if (TakeDue(record)) LeaveInterrupt(record.running);
 }
 
 void DeliverInterruptsSoon() {
