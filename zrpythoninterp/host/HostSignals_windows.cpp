@@ -1,6 +1,9 @@
-// Windows: signals through a life of the runtime; there are no timers. Private here: what is noted.
+// Windows: signals through a life of the runtime; there are no timers. They are those of the
+// runtime's C library, the only ones that scripts can change. Private here: what is noted. Test:
+// tests/core/SignalHandover_test.cpp.
 #include <windows.h>
 #include <zrpythoninterp/host/HostSignals.h>
+#include <zrpythoninterp/host/RuntimesLibrary_windows.h>
 
 #include <array>
 #include <csignal>
@@ -26,10 +29,15 @@ constexpr int kKnown[] = {SIGINT, SIGILL, SIGFPE, SIGSEGV, SIGTERM, SIGBREAK, SI
 
 Signal& Of(int number) { return signals[static_cast<std::size_t>(number)]; }
 
+Function Set(int number, Function action) {
+  using Signals = Function(__cdecl*)(int, Function);
+  return OfRuntimesLibrary<Signals>("signal", &std::signal)(number, action);
+}
+
 // A signal can only be asked by setting it.
 Function Now(int number) {
-  const Function now = std::signal(number, SIG_IGN);
-  if (now != SIG_ERR) std::signal(number, now);
+  const Function now = Set(number, SIG_IGN);
+  if (now != SIG_ERR) Set(number, now);
   return now;
 }
 
@@ -62,7 +70,7 @@ void KeepSignalsThroughStart() {
   for (const int number : kKnown) {
     const Signal& signal = Of(number);
     if (!signal.exists || (number != SIGINT && !IsFunction(signal.before))) continue;
-    if (Now(number) != signal.before) std::signal(number, signal.before);
+    if (Now(number) != signal.before) Set(number, signal.before);
   }
 }
 
@@ -85,7 +93,7 @@ void ChooseForHost(int number, bool asBeforeStart) {
   signal.chosen = asBeforeStart ? signal.before : Now(number);
 }
 
-void GiveToHost(int number) { std::signal(number, Of(number).chosen); }
+void GiveToHost(int number) { Set(number, Of(number).chosen); }
 
 void GiveToHost() {
   for (const int number : kKnown) {

@@ -1,9 +1,10 @@
 // Windows: paths, the environment, files, and what a start of the runtime touches in the process.
-// Texts are UTF-8 on our side and wide at the system's. Private: wide forms, and the C library of
-// the runtime, which need not be ours. Test: tests/host/Platform_test.cpp.
+// Texts are UTF-8 on our side and wide at the system's. Private: wide forms. Test:
+// tests/host/Platform_test.cpp.
 
 #include <windows.h>
 #include <zrpythoninterp/host/Platform.h>
+#include <zrpythoninterp/host/RuntimesLibrary_windows.h>
 #include <zrpythoninterp/host/zrWString.h>
 
 #include <cstdlib>
@@ -35,15 +36,6 @@ std::wstring FullPath(const zrString& path) {
 DWORD Attributes(const zrString& path) {
   return path.find('\0') == zrString::npos ? GetFileAttributesW(SystemPath(path).c_str())
                                            : INVALID_FILE_ATTRIBUTES;
-}
-
-// The C library of the runtime where that is loaded, else ours: each has an environment, signals
-// and a locale of its own.
-template <typename Function>
-Function OfRuntimesLibrary(const char* name, Function ours) {
-  const HMODULE library = GetModuleHandleW(L"ucrtbase.dll");
-  const FARPROC found = library ? GetProcAddress(library, name) : nullptr;
-  return found ? reinterpret_cast<Function>(reinterpret_cast<void*>(found)) : ours;
 }
 
 }  // namespace
