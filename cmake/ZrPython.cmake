@@ -2,6 +2,14 @@
 # their warnings are not ours. A prefix for Windows has its headers in include/ and its library beside
 # python.exe; nothing in it is run to find out about it.
 add_library(zr_python INTERFACE)
+# The name of a home's folder in installations.
+if(APPLE)
+  set(ZR_PLATFORM macos64)
+elseif(WIN32)
+  set(ZR_PLATFORM win64)
+else()
+  set(ZR_PLATFORM linux64)
+endif()
 if(ZR_PYTHON_PREFIX AND EXISTS ${ZR_PYTHON_PREFIX}/include/patchlevel.h)
   include(ZrPythonWindows)
 else()

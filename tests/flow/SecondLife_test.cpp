@@ -34,8 +34,8 @@ class SecondLife : public PythonTest {
   void ExpectOutcome(const zrString& script, Outcome expected, bool mayMiss = false) {
     SCOPED_TRACE(script);
     const auto matches = [=](int status) {
-      const int code = WIFEXITED(status) ? WEXITSTATUS(status) : kWrong;
-      return code == expected || (mayMiss && code == kMissing);
+      return testing::ExitedWithCode(expected)(status) ||
+             (mayMiss && testing::ExitedWithCode(kMissing)(status));
     };
     EXPECT_EXIT(Live(interp(), script), matches, "");
   }

@@ -58,7 +58,7 @@ void OnAnotherThread(Work&& work) {
 // Ends the process when its own life lasts too long, so that a hang fails instead of staying.
 class Watchdog {
  public:
-  explicit Watchdog(std::chrono::seconds patience = std::chrono::seconds(60))
+  explicit Watchdog(std::chrono::seconds patience = std::chrono::seconds(240))
       : thread_([this, patience] {
           std::unique_lock<std::mutex> lock(mutex_);
           if (ended_.wait_for(lock, patience, [this] { return over_; })) return;

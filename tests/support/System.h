@@ -15,6 +15,7 @@
 #define ZR_CAN_MODULE 0  // an extension module of ours, built without an import library
 #define ZR_CAN_NAME 0    // a program name of the runtime that is not the process's own
 #define ZR_CAN_STACK 0   // threads with stacks of any size, and stacks without a thread
+#define ZR_CAN_STREAM 0  // streams of ours that the runtime reads, whose C library is another
 #define ZR_CAN_PROC 0    // a process that shows its threads and files, and a heap its size
 
 #else
@@ -27,6 +28,7 @@
 #define ZR_CAN_MODULE 1
 #define ZR_CAN_NAME 1
 #define ZR_CAN_STACK 1
+#define ZR_CAN_STREAM 1
 #define ZR_CAN_PROC 1
 
 #endif
