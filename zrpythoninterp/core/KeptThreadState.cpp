@@ -21,6 +21,7 @@ void Keep(ThreadRecord& thread, PyThreadState* state, bool isTheStarts) {
   thread.stateLife = RuntimeLife::Current();
   thread.stateIsTheStarts = isTheStarts;
   thread.state = state;
+  thread.foreignState = nullptr;  // one that is gone may have had the same address
 }
 
 }  // namespace
