@@ -327,6 +327,49 @@ Op OpOf(unsigned char opcode) {
   }
 }
 
+// ---- a dictionary's entry that is watched ----
+
+#ifdef Py_GIL_DISABLED
+
+namespace {
+
+std::atomic<bool> watchedItemStays{false};
+PyObject* watchedKey = nullptr;  // an interned text, which such a runtime never frees
+
+// Called ahead of each change, which waits.
+int LookAtChange(PyDict_WatchEvent event, PyObject* /*dict*/, PyObject* key, PyObject* /*value*/) {
+  const bool isEntrys = event == PyDict_EVENT_ADDED || event == PyDict_EVENT_MODIFIED ||
+                        event == PyDict_EVENT_DELETED;
+  const bool isOther = isEntrys && PyUnicode_CheckExact(key) && key != watchedKey &&
+                       (PyUnicode_GET_LENGTH(key) != PyUnicode_GET_LENGTH(watchedKey) ||
+                        PyUnicode_Compare(key, watchedKey) != 0);
+  if (!isOther) watchedItemStays = false;
+  return 0;
+}
+
+}  // namespace
+
+bool WatchedItemStays() { return watchedItemStays.load(std::memory_order_acquire); }
+
+PyObject* NewWatchedItem(PyObject* dict, PyObject* key) {
+  PyObject* found = nullptr;
+  watchedKey = key;
+  watchedItemStays = true;
+  const int watcher = PyDict_AddWatcher(&LookAtChange);
+  // With the dictionary locked, but for what comes between while a key's own class compares; that
+  // is noticed.
+  Py_BEGIN_CRITICAL_SECTION(dict);
+  if (watcher >= 0 && PyDict_Watch(watcher, dict) == 0) found = NewDictItem(dict, key);
+  Py_END_CRITICAL_SECTION();
+  PyErr_Clear();
+  if (found && PyDict_Check(found) && WatchedItemStays()) return found;
+  watchedItemStays = false;
+  Py_XDECREF(found);
+  return nullptr;
+}
+
+#endif
+
 // ---- interpreters that scripts make ----
 
 bool LeftInterpretersEndTheProcess() { return PY_VERSION_HEX < 0x030E0000; }

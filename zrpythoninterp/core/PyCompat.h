@@ -496,6 +496,17 @@ inline bool NextDictItem(PyObject* dict, Py_ssize_t& position, PyObject*& key, P
   return more;
 }
 
+// New reference to the dictionary under the key, a text; from then on, for the running life,
+// WatchedItemStays tells whether it is still there. Once in a life, and only where there is no
+// global lock: elsewhere null. Leaves no error pending.
+#ifdef Py_GIL_DISABLED
+PyObject* NewWatchedItem(PyObject* dict, PyObject* key);
+bool WatchedItemStays();
+#else
+inline PyObject* NewWatchedItem(PyObject*, PyObject*) { return nullptr; }
+constexpr bool WatchedItemStays() { return false; }
+#endif
+
 // New reference, or null with no error pending when the list is not as long.
 inline PyObject* NewListItem(PyObject* list, Py_ssize_t index) {
 #if defined(Py_GIL_DISABLED)

@@ -7,6 +7,7 @@
 #include <zrpythoninterp/eval/CodeSize.h>
 #include <zrpythoninterp/eval/HashPlaces.h>
 #include <zrpythoninterp/eval/KeptCode.h>
+#include <zrpythoninterp/eval/NearCode.h>
 #include <zrpythoninterp/eval/SeenTexts.h>
 #include <zrpythoninterp/eval/zrKeptCode.h>
 
@@ -24,6 +25,8 @@ namespace {
 
 std::atomic<std::size_t> budget{zrKeptCode::kDefaultBudget};
 std::atomic<std::size_t> held{0};
+// Look-ups so far; differences stay right when it overflows. Written under the store's mutex.
+std::atomic<std::uint32_t> lookUps{0};
 
 // One code object may take this part of the budget.
 constexpr std::size_t kParts = 16;
@@ -53,6 +56,9 @@ class SourceCopy {
   }
 
   std::size_t size() const { return std::size_t{pathSize_} + contentSize_; }
+  CodeSource source() const {
+    return {kind_, {text_.get(), pathSize_}, {text_.get() + pathSize_, contentSize_}};
+  }
   bool Is(const CodeSource& source) const {
     return kind_ == source.kind && contentSize_ == source.content.size() &&
            pathSize_ == source.path.size() && Equal(text_.get() + pathSize_, source.content) &&
@@ -85,12 +91,14 @@ struct Kept {
 class Store {
  public:
   Sighting LookUp(const CodeSource& source, std::size_t hash) {
-    ++now_;
+    now_ = lookUps.load(std::memory_order_relaxed) + 1;
+    lookUps.store(now_, std::memory_order_relaxed);
     const std::uint32_t found = places_.Find(hash);
     if (found != HashPlaces::kNone) {
       Kept& kept = kept_[found];
       if (kept.source.Is(source)) {
         kept.lastUse = now_;
+        NearCode::Put(kept.source.source(), hash, kept.code.get(), now_);
         return {PyRef::Borrow(kept.code.get()), true};
       }
       return {PyRef(), true, now_ - kept.lastUse};
@@ -128,6 +136,7 @@ class Store {
   std::vector<Kept> TakeAll() {
     held = 0;
     places_.Clear();
+    NearCode::TakeAllAway();
     return std::exchange(kept_, {});
   }
 
@@ -146,6 +155,7 @@ class Store {
 
   Kept TakeOut(std::uint32_t place) {
     const auto last = static_cast<std::uint32_t>(kept_.size() - 1);
+    NearCode::TakeAway(kept_[place].hash);
     places_.Remove(kept_[place].hash, place);
     places_.Move(kept_[last].hash, last, place);
     std::swap(kept_[place], kept_[last]);
@@ -155,7 +165,7 @@ class Store {
     return out;
   }
 
-  std::uint32_t now_ = 0;  // look-ups so far; differences stay right when it overflows
+  std::uint32_t now_ = 0;
   std::vector<Kept> kept_;
   HashPlaces places_;
   std::uint32_t hand_ = 0;
@@ -181,6 +191,10 @@ Sighting LookUpCode(const CodeSource& source) {
   const std::uint64_t life = RuntimeLife::Current();
   if (life == 0) return {PyRef(), false};  // during a stop nothing new is kept
   const std::size_t hash = HashOf(source);
+  if (held <= budget) {
+    PyRef near = NearCode::Find(source, hash, lookUps.load(std::memory_order_relaxed));
+    if (near) return {std::move(near), true};
+  }
   std::vector<Kept> old;
   const StoreLock lock(mutex);
   if (keptLife != life) RuntimeLife::CallAtStop(&DropAtStop);

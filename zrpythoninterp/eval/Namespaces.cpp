@@ -42,14 +42,46 @@ bool AddBuiltins(PyObject* dict) ZR_REQUIRES_GIL {
   return name && builtins && PyDict_SetItem(dict, name.get(), builtins.get()) == 0;
 }
 
+// Without the global lock, counting references to the table would be what threads that evaluate in
+// contexts of their own wait for most. So it is held for the life, and borrowed as long as it is
+// there. Written under the mutex, read without.
+StoreMutex heldTableMutex;
+std::atomic<PyObject*> heldTable{nullptr};      // owned
+std::atomic<PyObject*> heldTableMain{nullptr};  // from which it hangs
+std::atomic<std::uint64_t> heldTableLife{0};
+
+void DropHeldTable() {
+  heldTableLife = 0;
+  heldTableMain = nullptr;
+  PyRef::Steal(heldTable.exchange(nullptr));
+}
+
+// Borrowed, or null.
+PyObject* HeldTable(PyObject* main) {
+  return WatchedItemStays() && heldTableMain == main ? heldTable.load() : nullptr;
+}
+
+void HoldTable(PyObject* main, PyObject* key) {
+  const std::uint64_t life = RuntimeLife::Current();
+  if (kHasGlobalLock || life == 0 || heldTableLife == life) return;
+  {
+    const StoreLock lock(heldTableMutex);
+    if (heldTableLife == life) return;
+    heldTableLife = life;
+  }
+  RuntimeLife::CallAtStop(&DropHeldTable);
+  heldTable = NewWatchedItem(main, key);
+  heldTableMain = main;
+}
+
 // All contexts hang from __main__, so a script can see and replace them.
-PyRef ContextTable() ZR_REQUIRES_GIL {
-  const PyRef main = MainDict();
+PyRef ContextTable(PyObject* main) ZR_REQUIRES_GIL {
   const PyRef key = main ? Interned(Name::kContextTable) : PyRef();
   if (!key) return PyRef();
-  PyRef table = DictUnder(main.get(), key.get());
+  PyRef table = DictUnder(main, key.get());
+  if (table) HoldTable(main, key.get());
   if (table || PyErr_Occurred()) return table;
-  return SetDefault(main.get(), key.get(), PyRef::Steal(PyDict_New()));
+  return SetDefault(main, key.get(), PyRef::Steal(PyDict_New()));
 }
 
 // Of the running life. Written under the mutex, read without: it stays until the stop, which nobody
@@ -70,11 +102,11 @@ void DropFirstMainDict() {
 PyRef MainModule() {
   const PyRef name = Interned(Name::kMain);
   if (!name) return PyRef();
-  const PyRef modules = PyRef::Borrow(PyImport_GetModuleDict());
-  PyRef module = PyRef::Steal(NewDictItem(modules.get(), name.get()));
+  PyObject* const modules = PyImport_GetModuleDict();  // the interpreter keeps it
+  PyRef module = PyRef::Steal(NewDictItem(modules, name.get()));
   if (module ? PyModule_Check(module.get()) : PyErr_Occurred() != nullptr) return module;
   module = PyRef::Steal(PyModule_NewObject(name.get()));
-  if (module && PyDict_SetItem(modules.get(), name.get(), module.get()) < 0) module.reset();
+  if (module && PyDict_SetItem(modules, name.get(), module.get()) < 0) module.reset();
   return module;
 }
 
@@ -114,9 +146,15 @@ PyRef NewNamespace() {
 
 PyRef FindOrCreateContext(const zrString& name, Seeding seeding) {
   const PyRef key = Text(name);
-  const PyRef table = key ? ContextTable() : PyRef();
+  const PyRef main = key ? MainDict() : PyRef();
+  PyObject* table = HeldTable(main.get());
+  PyRef owned;
+  if (!table) {
+    owned = ContextTable(main.get());
+    table = owned.get();
+  }
   if (!table) return PyRef();
-  PyRef context = DictUnder(table.get(), key.get());
+  PyRef context = DictUnder(table, key.get());
   if (context || PyErr_Occurred()) return context;
 
   context = PyRef::Steal(PyDict_New());
@@ -126,7 +164,7 @@ PyRef FindOrCreateContext(const zrString& name, Seeding seeding) {
     return PyRef();
   }
   if (!AddBuiltins(context.get())) return PyRef();
-  return SetDefault(table.get(), key.get(), context);
+  return SetDefault(table, key.get(), context);
 }
 
 }  // namespace zrpy
