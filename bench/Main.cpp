@@ -16,6 +16,7 @@ int main(int count, char** arguments) {
     std::fprintf(stderr, "the runtime did not start\n");
     return 1;
   }
+  benchmark::AddCustomContext("cpython", Py_GetVersion());
   zrbench::AddEval(host);
   zrbench::AddTurns(host);
   zrbench::AddFiles(host);

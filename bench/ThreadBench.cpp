@@ -1,5 +1,5 @@
 // The same expression from threads that did not start the runtime, one and four at once; and two
-// scripts that compute, at once and in turn. The clock runs from the moment when all threads may go
+// scripts, at once and in turn. The clock runs from the moment when all threads may go
 // to the moment when the last one is done.
 #include <bench/Others.h>
 // Others.h brings Python.h, which comes first.
@@ -71,15 +71,16 @@ void AddLibrary(zrInterpPython& interp) {
   });
 }
 
-// Two scripts that only compute, in two contexts: on two threads, and one after the other. Without
-// the runtime's lock the first takes half of the second's time.
-void AddComputing(zrInterpPython& interp) {
-  static const zrString text =
-      "(sum(i * i for i in range(20000)), " + std::to_string(kNumberValue) + ")[1]";
-  const auto onTwo = [&interp] {
+// Two scripts in two contexts, at once on two threads, and one after the other. Without the
+// runtime's lock, and with two cores, the first takes half of the second's time.
+void AddTwo(zrInterpPython& interp, const std::string& work, const zrString& text) {
+  const auto onTwo = [&interp, text] {
     static std::atomic<int> contexts{0};
-    const zrString context = "computes " + std::to_string(++contexts);
-    return [&interp, context, ok = false]() mutable {
+    const zrString context = "one of two " + std::to_string(++contexts);
+    zrVariant six;
+    six.SetLong64(6);
+    interp.Import("n", six, context);
+    return [&interp, text, context, ok = false]() mutable {
       return interp.EvalScript(text, zrString(), ok, context);
     };
   };
@@ -89,10 +90,10 @@ void AddComputing(zrInterpPython& interp) {
       return second();
     };
   };
-  benchmark::RegisterBenchmark("compute.two/zr", [onTwo](benchmark::State& state) {
+  benchmark::RegisterBenchmark((work + "/zr").c_str(), [onTwo](benchmark::State& state) {
     RunThreads(state, 2, onTwo);
   })->UseManualTime();
-  benchmark::RegisterBenchmark("compute.two/in_turn", [inTurn](benchmark::State& state) {
+  benchmark::RegisterBenchmark((work + "/in_turn").c_str(), [inTurn](benchmark::State& state) {
     RunThreads(state, 1, inTurn);
   })->UseManualTime();
 }
@@ -176,7 +177,9 @@ void AddBoost() {
 
 void AddThreads(Host& host) {
   AddLibrary(host.interp());
-  AddComputing(host.interp());
+  AddTwo(host.interp(), "two.compute",
+         "(sum(i * i for i in range(20000)), " + std::to_string(kNumberValue) + ")[1]");
+  AddTwo(host.interp(), "two.small", kNumberExpression);
   AddFloor();
 #ifdef ZR_BENCH_PYBIND11
   AddPybind11();

@@ -34,6 +34,10 @@ def turn(count, bar):
     return row(TURN, f"{count:,} in turn", f"turn.{count}/zr", None, (f"turn.{count}/floor", bar))
 
 
+# What two threads do at once, each in a context of its own.
+TWO = {"two.compute": "two that compute", "two.small": "two small texts"}
+
+
 def trace(depth, pybind11_bar, floor_bar):
     return simple(TRACE, f"one observer, depth {depth}", f"trace.{depth}", pybind11_bar, floor_bar,
                   "minimal")
@@ -59,8 +63,8 @@ TIMES = [
     row(THREADS, "four, the floor compiling each time", "thread.four/zr", None,
         ("thread.four/kept", None)),
     # About 1; without the runtime's lock, on two cores, about a half.
-    row(THREADS, "two that compute, two threads to one", "compute.two/zr", None,
-        ("compute.two/in_turn", None)),
+    *(row(THREADS, label + ", on two threads to in turn", work + "/zr", None,
+          (work + "/in_turn", None)) for work, label in TWO.items()),
     simple(OUT, "one variable read back", "out.one", 0.10, 4.5),
     row(OUT, "the same, pybind11 by item", "out.one/zr", ("out.one/pybind11_item", None), None),
     simple(OUT, "100,000 texts", "out.texts", 0.45, 1.3),

@@ -63,11 +63,32 @@ def draw_curve(points, top):
         yield text(right(count), top + height + 18, f"{count:,}", 10, "middle")
 
 
-def draw(rows, curve):
+def draw_threads(works, top):
+    """Two threads at once to one after the other, on each runtime, from 0: a half where they run in
+    parallel."""
+    yield text(10, top + 14, "Two threads at once,", 12)
+    yield text(10, top + 30, "to one after the other", 12)
+    unit, y = WIDTH / 1.5, top
+    for label, ratios in works:
+        for name, ratio in ratios:
+            width = unit * min(ratio, 1.5)
+            yield text(LEFT - 10, y + 13, f"{label}, CPython {name}", 11, "end")
+            yield (f'<rect x="{LEFT}" y="{y + 4}" width="{width:.1f}" height="10" '
+                   f'fill="{COLOURS["floor"]}"/>')
+            yield text(LEFT + width + 4, y + 13, f"{ratio:.2f}", 9)
+            y += 18
+    for tick in (0.5, 1.0):
+        yield (f'<line x1="{LEFT + unit * tick:.1f}" y1="{top}" x2="{LEFT + unit * tick:.1f}" '
+               f'y2="{y}" stroke="#888"/>')
+        yield text(LEFT + unit * tick, y + 14, f"{tick:g}", 10, "middle")
+
+
+def draw(rows, curve, works):
     shown = [row for row in rows if any(
         row[kind] and row[kind]["bar"] is not None for kind in COLOURS)]
     bottom = HEAD + ROW * len(shown)
-    end = bottom + 40 + (220 if curve else 0)
+    below = bottom + 40 + (220 if curve else 0)
+    end = below + (30 + 18 * sum(len(ratios) for _, ratios in works) if works else 0)
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{LEFT + WIDTH + RIGHT}" '
              f'height="{end}" font-family="sans-serif">',
              '<rect width="100%" height="100%" fill="#fff"/>',
@@ -89,5 +110,7 @@ def draw(rows, curve):
                 parts.extend(bar(y + offset, row[kind], colour))
     if curve:
         parts.extend(draw_curve(curve, bottom + 40))
+    if works:
+        parts.extend(draw_threads(works, below))
     parts.append("</svg>\n")
     return "\n".join(parts)

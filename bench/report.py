@@ -11,6 +11,16 @@ import bars
 import picture
 
 
+def runtime(paths):
+    """The release that the programs ran on, with a "t" where it has no lock; "" where none says."""
+    for path in paths:
+        with open(path, encoding="utf-8") as file:
+            version = json.load(file)["context"].get("cpython")
+        if version:
+            return version.split()[0] + ("t" if "free-threading" in version else "")
+    return ""
+
+
 def least_times(paths):
     """Nanoseconds by name, the least of the repetitions."""
     times = {}
@@ -56,6 +66,16 @@ def curve(times):
     pairs = ((count, compare(times, f"turn.{count}/zr", (f"turn.{count}/floor", bar)))
              for count, bar in bars.TURNS.items())
     return [(count, pair) for count, pair in pairs if pair]
+
+
+def threads(results):
+    """What two threads take at once, to one after the other: label, and runtime and ratio of each of
+    the results."""
+    for work, label in bars.TWO.items():
+        pairs = [(result["runtime"], compare(result["least_times"], work + "/zr",
+                                             (work + "/in_turn", None))) for result in results]
+        if pairs[0][1]:
+            yield label, [(name, pair["ratio"]) for name, pair in pairs if pair]
 
 
 def memory_rows(figures):
@@ -125,6 +145,7 @@ def main():
     parser.add_argument("times", nargs="*", help="JSON files of the benchmark programs")
     parser.add_argument("--memory", help="JSON file of the memory program")
     parser.add_argument("--scale", help="JSON file of the scale program")
+    parser.add_argument("--beside", help="results of another runtime, for the picture's threads")
     parser.add_argument("--json", help="where the results go")
     parser.add_argument("--picture", help="where the picture goes, as SVG")
     arguments = parser.parse_args()
@@ -143,12 +164,18 @@ def main():
               if mark and mark["met"] is not None]
     judged += [row["met"] for row in memory if row["met"] is not None]
     print(f"{sum(judged)} of {len(judged)} bars met")
+    results = {"runtime": runtime(arguments.times), "least_times": times, "rows": rows,
+               "memory": memory}
     if arguments.json:
         with open(arguments.json, "w", encoding="utf-8") as file:
-            json.dump({"least_times": times, "rows": rows, "memory": memory}, file, indent=1)
+            json.dump(results, file, indent=1)
     if arguments.picture:
+        shown = [results]
+        if arguments.beside:
+            with open(arguments.beside, encoding="utf-8") as file:
+                shown.append(json.load(file))
         with open(arguments.picture, "w", encoding="utf-8") as file:
-            file.write(picture.draw(rows, curve(times)))
+            file.write(picture.draw(rows, curve(times), list(threads(shown))))
 
 
 if __name__ == "__main__":
