@@ -17,6 +17,15 @@ else()
     set(Python3_ROOT_DIR ${ZR_PYTHON_PREFIX})
     set(Python3_FIND_STRATEGY LOCATION)
     set(Python3_EXECUTABLE ${ZR_PYTHON_PREFIX}/bin/python3)
+    # CMake before 3.30 does not find those of a free-threaded build by itself.
+    execute_process(
+      COMMAND ${Python3_EXECUTABLE} -c "import sysconfig as s; v = s.get_config_var; \
+if v('Py_GIL_DISABLED'): print(v('LIBDIR') + '/' + v('LDLIBRARY'), s.get_path('include'), sep=';')"
+      OUTPUT_VARIABLE free_threaded OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(free_threaded)
+      list(GET free_threaded 0 Python3_LIBRARY)
+      list(GET free_threaded 1 Python3_INCLUDE_DIR)
+    endif()
   endif()
   find_package(Python3 3.5 REQUIRED COMPONENTS Interpreter Development)
   set(ZR_PYTHON_VERSION ${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR})

@@ -110,7 +110,8 @@ fetch_source() { # 3.N FOLDER
 # Builds a CPython from the distribution's source: 3.N, with a "t" for one without the global lock
 # and a "d" for a debug build. Sets source_prefix.
 build_from_source() { # 3.N[t][d]
-  local name=$1 folder=$cache/source-$1 options=(--enable-shared --without-ensurepip) release
+  local name=$1 folder=$cache/source-$1 release
+  local options=(--enable-shared --without-ensurepip --disable-test-modules)
   [[ $name =~ ^3\.[0-9]+t?d?$ ]] || refuse "--source takes 3.13t, 3.13d, 3.14td and the like"
   release=${name%d} release=${release%t}
   source_prefix=$cache/python-$name
@@ -126,7 +127,8 @@ build_from_source() { # 3.N[t][d]
   case $name in *d) options+=(--with-pydebug) ;; esac
   echo "Building CPython $name from $(basename "$folder"/python*.orig.tar.xz)"
   logged "$folder/build.log" bash -c 'cd "$0/build" && ./configure --prefix="$1" \
-      LDFLAGS="-Wl,-rpath,$1/lib" "${@:3}" && make -j"$2" && make install && touch "$1/complete"' \
+      LDFLAGS="-Wl,-rpath,$1/lib" "${@:3}" && make -j"$2" &&
+      make install COMPILEALL_OPTS="-j0 -r0" && touch "$1/complete"' \
     "$folder" "$source_prefix" "$jobs" "${options[@]}" || refuse "CPython $name did not build"
   rm -rf "$folder"
 }
