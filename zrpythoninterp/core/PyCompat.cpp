@@ -352,19 +352,20 @@ int LookAtChange(PyDict_WatchEvent event, PyObject* /*dict*/, PyObject* key, PyO
 bool WatchedItemStays() { return watchedItemStays.load(std::memory_order_acquire); }
 
 PyObject* NewWatchedItem(PyObject* dict, PyObject* key) {
-  PyObject* found = nullptr;
+  PyRef found;
   watchedKey = key;
   watchedItemStays = true;
   const int watcher = PyDict_AddWatcher(&LookAtChange);
   // With the dictionary locked, but for what comes between while a key's own class compares; that
   // is noticed.
   Py_BEGIN_CRITICAL_SECTION(dict);
-  if (watcher >= 0 && PyDict_Watch(watcher, dict) == 0) found = NewDictItem(dict, key);
+  if (watcher >= 0 && PyDict_Watch(watcher, dict) == 0) {
+    found = PyRef::Steal(NewDictItem(dict, key));
+  }
   Py_END_CRITICAL_SECTION();
   PyErr_Clear();
-  if (found && PyDict_Check(found) && WatchedItemStays()) return found;
+  if (found && PyDict_Check(found.get()) && WatchedItemStays()) return found.release();
   watchedItemStays = false;
-  Py_XDECREF(found);
   return nullptr;
 }
 

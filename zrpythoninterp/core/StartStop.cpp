@@ -23,6 +23,7 @@
 #include <zrpythoninterp/host/uklFile.h>
 #include <zrpythoninterp/host/zrWString.h>
 
+#include <atomic>
 #include <memory>
 #include <new>
 #include <string>
@@ -89,6 +90,10 @@ void LeaveThreadsBehind() {
   }
 }
 
+constexpr const char* kTaken = "started by somebody else";
+// Why the runtime can never start again in this process; null while it can. Never freed.
+std::atomic<const zrString*> refusedForGood{nullptr};
+
 // On a turn, without the lock. False when a script's own interpreter still runs: the stop would end
 // the process.
 bool EndOthers() {
@@ -102,12 +107,13 @@ bool EndOthers() {
 // runtime itself, takes it as it is and must not wait for whoever changes it.
 bool zrInterpPython::Init() {
   if (startIsOver_) return true;
-  zrString refusal = "started by somebody else";
   if (zrpy::Door::MayPass()) {
     if (initialized_) return true;
-    return noteRefusal(refusal);
+    const zrString* const forGood = refusedForGood;
+    return noteRefusal(forGood ? *forGood : kTaken);
   }
   const zrpy::Turn turn;
+  zrString refusal;
   if (!initialized_) refusal = start();
   return initialized_ || noteRefusal(refusal);
 }
@@ -136,9 +142,7 @@ bool zrInterpPython::Close() { return stop(); }
 // On a turn, so one thread at a time; the others wait in front of the door. Gives why the object is
 // not started; nothing of it when it is.
 zrString zrInterpPython::start() {
-  static zrString refusal;  // by the runtime, when it can never start again in this process
-  if (!refusal.empty()) return refusal;
-  constexpr const char* kTaken = "started by somebody else";
+  if (const zrString* const forGood = refusedForGood) return *forGood;
   if (Py_IsInitialized() != 0) return kTaken;
   if (zrpy::LeftThreadsRemain()) return "threads of an earlier life still run";
 
@@ -178,7 +182,7 @@ zrString zrInterpPython::start() {
       bool forGood = false;
       zrString reason = zrpy::EndRefusedStart(said, forGood);
       zrpy::UndoSignals();
-      if (forGood) refusal = reason;
+      if (forGood) refusedForGood = new zrString(reason);
       return reason;
     }
     zrpy::LockIsHeld();
