@@ -48,7 +48,8 @@ TEST_F(TalkContexts, AreListedAsTheyAreAndNotMadeByLooking) {
 }
 
 TEST_F(TalkContexts, GiveTheirMemoryBackWhenTheyAreDropped) {
-  Run("import weakref\nclass Big: pass\ndef leave(): left.append(dropped)\nleft = []");
+  Run("import gc, weakref\ngc.disable()\nclass Big: pass\ndef leave(): left.append(dropped)\nleft "
+      "= []");
   ASSERT_TRUE(
       talk.Run("import __main__ as m\nbig = m.Big()\nm.seen = m.weakref.ref(big)\n"
                "def keeps(): return big",

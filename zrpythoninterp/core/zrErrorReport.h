@@ -19,8 +19,8 @@ struct zrErrorPlace {
   /// The function around the line, "<module>" outside of any; empty for a text that did not
   /// compile.
   zrString function;
-  /// The line itself, with its indentation and without its end. Empty for script text, which the
-  /// host has, and for a file that cannot be read.
+  /// The line itself, with its indentation and without its end. Empty for script text that ran,
+  /// which the host has, and for a file that cannot be read.
   zrString source;
   /// The part of the line that failed: its first column and the one behind it. Known from CPython
   /// 3.11 on; for a text that did not compile column is known on all, and its end from 3.10 on.

@@ -49,6 +49,13 @@ zrString KindOf(PyObject* object) {
   return dot ? dot + 1 : name;
 }
 
+// Also where a script has switched the collection off, which PyGC_Collect would take to heart.
+void CollectGarbage() ZR_REQUIRES_GIL {
+  const PyRef module = PyRef::Steal(PyImport_ImportModule("gc"));
+  if (module) PyRef::Steal(PyObject_CallMethod(module.get(), "collect", nullptr));
+  PyErr_Clear();
+}
+
 // The list is a copy that nobody else changes, so what it lends stays.
 zrStlVector<zrPythonName> NamesIn(PyObject* dict) ZR_REQUIRES_GIL {
   zrStlVector<zrPythonName> names;
@@ -84,7 +91,7 @@ bool zrPythonTalk::DropContext(const zrString& name) {
   const PyRef key = zrpy::FromText(name);
   if (!table || !key || PyDict_Contains(table.get(), key.get()) <= 0) return false;
   if (PyDict_DelItem(table.get(), key.get()) < 0) return false;
-  PyGC_Collect();  // functions hold the namespace that they were made in, which holds them
+  CollectGarbage();  // functions hold the namespace that they were made in, which holds them
   return true;
 }
 
