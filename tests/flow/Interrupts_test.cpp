@@ -111,15 +111,17 @@ TEST_F(Interrupts, LeaveLocksOfTheLibraryInOrder) {
       "thread = threading.Thread(target=int); thread.start(); thread.join()",
       "for i in range(20):\n"
       "  jobs.put(i); jobs.get(timeout=60)",
+      "for i in range(2000):\n"
+      "  with lock: pass",
   };
   ASSERT_TRUE(
       Run("import io, queue, sys, threading\n"
-          "jobs = queue.Queue(); sys.stderr = io.StringIO()"));
-  std::atomic<int> left{3};
+          "jobs = queue.Queue(); lock = threading.Lock(); sys.stderr = io.StringIO()"));
+  std::atomic<int> left{4};
   std::vector<std::thread> threads;
   for (const char* const script : kScripts) {
     threads.emplace_back([this, script, &left] {
-      for (int i = 0; i < 400; ++i) Run(script);
+      for (int i = 0; i < 150; ++i) Run(script);
       --left;
     });
   }
