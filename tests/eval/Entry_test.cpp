@@ -40,6 +40,7 @@ TEST_F(Entry, AnExceptionOfTheHostPassesWithTheLockGivenBackAndNothingPending) {
       throw std::runtime_error("host");
     };
     EXPECT_THROW(operation.run(false), std::runtime_error);
+    EXPECT_FALSE(interp().LastError().traceback.empty());
     hooks.alert = nullptr;
     EXPECT_FALSE(interp().InterruptScript());  // nothing counts as running any more
     EXPECT_EQ(Text("'__file__' in globals()"), "false");

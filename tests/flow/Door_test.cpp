@@ -213,35 +213,4 @@ TEST_F(Door, AStopEndsTheInterpretersThatScriptsLeft) {
   EXPECT_EQ(Text("6 * 7"), "42");
 }
 
-#ifndef _WIN32
-TEST_F(Door, AForkedChildGoesOnWithItsThreadAlone) {
-  if (!zrpy::kHasGlobalLock) {
-    GTEST_SKIP() << "without the lock, the runtime's child can find an object locked for ever";
-  }
-  ASSERT_TRUE(interp().Init());
-  BindHostFunction("evaluate", [this] { Run("inner = globals().get('inner', 0) + 21"); });
-  ASSERT_TRUE(Run("def loop():\n  while True: evaluate()"));
-  std::thread others[3];
-  for (std::thread& other : others) other = std::thread([this] { EXPECT_FALSE(Run("loop()")); });
-  const zrString fork =
-      "import os, threading, warnings\n"
-      "warnings.simplefilter('ignore')\n"
-      "failed = 0\n"
-      "for i in range(20):\n"
-      "  pid = os.fork()\n"
-      "  if pid == 0:\n"
-      "    inner = 0\n"
-      "    evaluate()\n"
-      "    thread = threading.Thread(target=evaluate)\n"
-      "    thread.start()\n"
-      "    thread.join()\n"
-      "    os._exit(0 if inner == 42 else 1)\n"
-      "  failed += os.waitpid(pid, 0)[1] != 0";
-  EXPECT_TRUE(Run(fork));
-  EXPECT_EQ(Text("failed"), "0");
-  EXPECT_TRUE(interp().InterruptScript());
-  for (std::thread& other : others) other.join();
-}
-#endif
-
 }  // namespace

@@ -3,8 +3,8 @@
 
 #include <zrpythoninterp/core/Companion.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
+#include <zrpythoninterp/host/Mutex.h>
 
-#include <mutex>
 #include <utility>
 
 namespace zrpy {
@@ -12,18 +12,18 @@ namespace zrpy {
 namespace {
 
 // Guards the companions of all interpreters.
-std::mutex attaching;
+Mutex& attaching = *new Mutex;
 
 }  // namespace
 
 std::shared_ptr<Companion> Companion::Of(const zrInterpPython& interp) {
-  const std::lock_guard<std::mutex> lock(attaching);
+  const std::lock_guard<Mutex> lock(attaching);
   return interp.companion_;
 }
 
 std::shared_ptr<Companion> Companion::Attach(zrInterpPython& interp,
                                              std::shared_ptr<Companion> companion) {
-  const std::lock_guard<std::mutex> lock(attaching);
+  const std::lock_guard<Mutex> lock(attaching);
   if (!interp.companion_) interp.companion_ = std::move(companion);
   return interp.companion_;
 }

@@ -5,11 +5,10 @@
 #include <zrpythoninterp/core/Door.h>
 #include <zrpythoninterp/core/InterruptDelivery.h>
 #include <zrpythoninterp/core/KeptThreadState.h>
+#include <zrpythoninterp/host/Mutex.h>
 #include <zrpythoninterp/host/PlatformThreads.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <new>
 #include <thread>
 
@@ -29,10 +28,13 @@ std::atomic<int> shut{kOpen};
 std::atomic<std::uint64_t> endings{0};
 
 // Whose turn it is. Threads that wait for the end of a turn wait here, and hold nothing.
-struct Changes {
-  std::mutex mutex;
-  std::condition_variable over;
+struct Changes : ForkAware {
+  Mutex mutex;
+  Condition over;
   ThreadRecord* turn = nullptr;
+
+ private:
+  void InChild() override;
 };
 
 // Never destroyed: threads can come as long as the process lives.
@@ -94,13 +96,8 @@ void AtEndOfThread(void* pointer) {
   GiveUpRecord(thread);
 }
 
-// ---- forks: the child has the thread that forked, and none other ----
-
-void BeforeFork() { changes.mutex.lock(); }
-
-void InParent() { changes.mutex.unlock(); }
-
-void InChild() {
+// The child of a fork has the thread that forked, and none other.
+void Changes::InChild() {
   ThreadRecord* const self = Door::KnownThread();
   for (ThreadRecord* other = Door::Records(); other; other = other->next) {
     if (other != self) GiveUpRecord(*other);
@@ -108,19 +105,16 @@ void InChild() {
   if (self) {  // what was asked for before is the parent's to end
     self->interruptedFrom = ThreadRecord::kNone;
     self->interruptIsDue = false;
+    InheritTheStartsState(*self);
   }
-  if (changes.turn != self) {
-    changes.turn = nullptr;
+  if (turn != self) {
+    turn = nullptr;
     shut = kOpen;
   }
   ForgetInterruptDelivery();
-  new (&changes.over) std::condition_variable;  // those who waited are not there
-  changes.mutex.unlock();
 }
 
 ThreadRecord& NewThread() {
-  static const bool forksAreHandled = (CallAtFork(&BeforeFork, &InParent, &InChild), true);
-  static_cast<void>(forksAreHandled);
   const std::uint64_t number = ++threads;
   const auto take = [](ThreadRecord* record) {
     record->identity = PyThread_get_thread_ident();
@@ -174,7 +168,7 @@ Door::Way Door::GoIn(ThreadRecord& thread, Wish wish) {
     }
     thread.inside.store(false, std::memory_order_release);
     if (passes || wish != Wish::kVisit) return Way::kOutside;
-    std::unique_lock<std::mutex> lock(changes.mutex);
+    std::unique_lock<Mutex> lock(changes.mutex);
     changes.over.wait(lock, [] { return shut == kOpen; });
   }
 }
@@ -213,7 +207,7 @@ void Visit::Leave() {
 }
 
 Turn::Turn() : thread_(Door::Thread()) {
-  std::unique_lock<std::mutex> lock(changes.mutex);
+  std::unique_lock<Mutex> lock(changes.mutex);
   changes.over.wait(lock, [] { return changes.turn == nullptr; });
   changes.turn = &thread_;
   shut = kForTheHost;
@@ -223,7 +217,7 @@ Turn::Turn() : thread_(Door::Thread()) {
 
 Turn::~Turn() {
   {
-    const std::lock_guard<std::mutex> lock(changes.mutex);
+    const std::lock_guard<Mutex> lock(changes.mutex);
     --thread_.visits;
     thread_.hasTurn = false;
     changes.turn = nullptr;

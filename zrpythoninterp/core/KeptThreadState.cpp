@@ -12,7 +12,9 @@ namespace zrpy {
 
 namespace {
 
-PyInterpreterState* mainInterpreter = nullptr;  // written by starts, behind the shut door
+// Written by starts, behind the shut door, and in the child of a fork.
+PyInterpreterState* mainInterpreter = nullptr;
+PyThreadState* startsState = nullptr;
 
 void Keep(ThreadRecord& thread, PyThreadState* state, bool isTheStarts) {
   // The thread still remembers the last one, and that one took the place of the one before.
@@ -50,8 +52,17 @@ PyThreadState* KeepThreadState(ThreadRecord& thread) {
 
 void KeepTheStartsState(ThreadRecord& thread) {
   mainInterpreter = PyThreadState_Get()->interp;
-  Keep(thread, PyThreadState_Get(), true);
+  startsState = PyThreadState_Get();
+  Keep(thread, startsState, true);
 }
+
+void InheritTheStartsState(ThreadRecord& thread) {
+  if (RuntimeLife::Current() == 0 || thread.stateLife != RuntimeLife::Current()) return;
+  thread.stateIsTheStarts = true;
+  startsState = thread.state;
+}
+
+PyThreadState* TheStartsState() { return startsState; }
 
 // Not by PyGILState_Release: up to 3.12 that clears the state with its count at zero, and script
 // code which runs then and evaluates (a __del__ method) would destroy the state a second time.

@@ -15,6 +15,12 @@ PyThreadState* KeepThreadState(ThreadRecord& thread);
 // first.
 void KeepTheStartsState(ThreadRecord& thread);
 
+// In the child of a fork, on its only thread: the runtime is left with that thread's state alone.
+void InheritTheStartsState(ThreadRecord& thread);
+
+// The state on which the runtime started, or which took its place.
+PyThreadState* TheStartsState();
+
 // The first interpreter, in which the library evaluates; null before the first start.
 PyInterpreterState* MainInterpreter();
 

@@ -38,7 +38,7 @@ void LastErrors::Clear() {
   if (!failed && !hasLast_) return;
   Report mine;
   Report last;
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<Mutex> lock(mutex_);
   const auto found = threads_.find(here.thread);
   if (found != threads_.end()) {
     mine = std::move(found->second.report);
@@ -52,7 +52,7 @@ void LastErrors::Set(Report report) {
   if (here.thread == 0) here.thread = NewNumber();
   here.errors = number_;
   here.failed = true;
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<Mutex> lock(mutex_);
   last_ = report;
   hasLast_ = true;
   threads_[here.thread] = {std::move(report), ++order_};
@@ -68,7 +68,7 @@ LastErrors::Report LastErrors::GetOwn() const {
 }
 
 LastErrors::Report LastErrors::Get() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<Mutex> lock(mutex_);
   const auto found = threads_.find(here.thread);
   return found != threads_.end() ? found->second.report : last_;
 }

@@ -2,12 +2,12 @@
 #pragma once
 
 #include <zrpythoninterp/core/zrErrorReport.h>
+#include <zrpythoninterp/host/Mutex.h>
 
 #include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 
 namespace zrpy {
 
@@ -47,7 +47,7 @@ class LastErrors {
   };
 
   const std::uint64_t number_;  // of this object, among all that ever were
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   std::map<std::uint64_t, OfThread> threads_;  // by the thread's number
   Report last_;
   std::uint64_t order_ = 0;

@@ -3,10 +3,10 @@
 #include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/core/StartVariables.h>
 #include <zrpythoninterp/core/Subinterpreters.h>
+#include <zrpythoninterp/host/Mutex.h>
 #include <zrpythoninterp/host/zrWString.h>
 
 #include <atomic>
-#include <mutex>
 #include <new>
 #include <utility>
 
@@ -41,27 +41,37 @@ namespace {
 
 // Those that wait at the same time share one change. The runtime reads and writes the interval
 // without a lock of its own.
-struct Switching {
-  std::mutex mutex;
+constexpr unsigned long kSoon = 5000;  // microseconds, the runtime's own default
+struct Switching : ForkAware {
+  void Leave(int left) {
+    users = left;
+    if (users > 0 || asked <= kSoon) return;
+    if (_PyEval_GetSwitchInterval() == kSoon) _PyEval_SetSwitchInterval(asked);
+  }
+
+  Mutex mutex;
   int users = 0;
   unsigned long asked = 0;
+
+ private:
+  void InChild() override {  // no thread that waits so is one that forks
+    if (users > 0) Leave(0);
+  }
 };
 Switching& switching = *new Switching;
-constexpr unsigned long kSoon = 5000;  // microseconds, the runtime's own default
 
 }  // namespace
 
 SwitchesSoon::SwitchesSoon() {
-  const std::lock_guard<std::mutex> lock(switching.mutex);
+  const std::lock_guard<Mutex> lock(switching.mutex);
   if (switching.users++ > 0) return;
   switching.asked = _PyEval_GetSwitchInterval();
   if (switching.asked > kSoon) _PyEval_SetSwitchInterval(kSoon);
 }
 
 SwitchesSoon::~SwitchesSoon() {
-  const std::lock_guard<std::mutex> lock(switching.mutex);
-  if (--switching.users > 0 || switching.asked <= kSoon) return;
-  if (_PyEval_GetSwitchInterval() == kSoon) _PyEval_SetSwitchInterval(switching.asked);
+  const std::lock_guard<Mutex> lock(switching.mutex);
+  switching.Leave(switching.users - 1);
 }
 
 // The runtime leaves it with the newest state of that thread identifier, and the state of a thread

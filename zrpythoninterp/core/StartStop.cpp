@@ -242,6 +242,7 @@ bool zrInterpPython::stop() {
 void zrInterpPython::finish() {
   zrpy::ThreadRecord& thread = zrpy::Door::Thread();
   PyThreadState* const own = zrpy::OwnThreadState(thread);
+  mainThreadState_ = zrpy::TheStartsState();
   const bool started = own == mainThreadState_;
   if (zrpy::kStopsOnTheStartsState && !started) zrpy::UnbindThreadState(mainThreadState_);
   if (zrpy::kStopsOnTheStartsState || started) {

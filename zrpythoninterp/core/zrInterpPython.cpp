@@ -1,6 +1,7 @@
 // The object: constructors, destructor, setters, and the operations without a Python counterpart.
 // Private here: nothing. Test: tests/core/zrInterpPython_test.cpp.
 #include <zrpythoninterp/core/LastErrors.h>
+#include <zrpythoninterp/core/ObserverWalks.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 
 namespace {
@@ -17,7 +18,8 @@ zrInterpPython::zrInterpPython(const zrStlVector<zrString>& arguments, const zrS
       args_(arguments),
       homePath_(home),
       userPath_(user),
-      lastErrors_(std::make_shared<zrpy::LastErrors>()) {}
+      lastErrors_(std::make_shared<zrpy::LastErrors>()),
+      walks_(std::make_shared<zrpy::ObserverWalks>()) {}
 
 zrInterpPython::zrInterpPython(const zrString& home, ExitFn exit, const zrString& user)
     : zrInterpPython(0, nullptr, home, exit, user) {}
@@ -28,7 +30,8 @@ zrInterpPython::zrInterpPython(int count, char** const arguments, const zrString
       exitFn_(exit),
       homePath_(home),
       userPath_(user),
-      lastErrors_(std::make_shared<zrpy::LastErrors>()) {
+      lastErrors_(std::make_shared<zrpy::LastErrors>()),
+      walks_(std::make_shared<zrpy::ObserverWalks>()) {
   if (count > 0) args_.assign(arguments, arguments + count);
 }
 
@@ -40,8 +43,8 @@ zrInterpPython& zrInterpPython::operator=(const zrInterp& /*other*/) { return *t
 // makes use of the object until the observer returns.
 zrInterpPython::~zrInterpPython() {
   stop();
-  std::unique_lock<std::mutex> lock(observersMutex_);
-  walkMoved_.wait(lock, [this] { return walks_ == nullptr; });
+  std::unique_lock<zrpy::Mutex> lock(walks_->mutex);
+  walks_->moved.wait(lock, [this] { return walks_->newest == nullptr; });
 }
 
 bool zrInterpPython::SetAlert(AlertFn alert) {

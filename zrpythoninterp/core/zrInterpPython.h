@@ -13,10 +13,8 @@
 #include <zrpythoninterp/host/zrxObserver.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 /// The runtime's objects, as its own header declares them.
 using PyObject = struct _object;
@@ -28,6 +26,7 @@ class Companion;
 class Entry;
 class LastErrors;
 class ObserverWalk;
+struct ObserverWalks;
 }  // namespace zrpy
 
 /// The Python interpreter of the host's script framework.
@@ -314,8 +313,7 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   const std::shared_ptr<zrpy::LastErrors> lastErrors_;  // never null
 
   // What walks of the observers need beside observers_: see trace/ObserverWalk.h.
-  std::mutex observersMutex_;
-  std::condition_variable walkMoved_;
+  const std::shared_ptr<zrpy::ObserverWalks> walks_;  // never null
   std::atomic<std::uint64_t> observersRevision_{0};
   // observers_ as walks read it, the newest last; an older one for as long as a walk stands on it.
   struct ObserverList {
@@ -323,7 +321,6 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
     zrStlVector<Observer*> observers;
   };
   zrStlVector<std::unique_ptr<const ObserverList>> observerLists_;
-  zrpy::ObserverWalk* walks_ = nullptr;
 
   std::shared_ptr<zrpy::Companion> companion_;  // of a room above, or none
 };

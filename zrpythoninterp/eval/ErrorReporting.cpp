@@ -48,6 +48,11 @@ void ErrorReporting::Complete(zrString display) {
   Renew();
 }
 
+void ErrorReporting::CompleteUnprinted() {
+  if (!isComplete_ && error_) completeEarly();
+  Renew();
+}
+
 void ErrorReporting::CompleteForAsker(const LastErrors& errors) {
   ErrorReporting* const own = innermost;
   if (!own || &own->errors_ != &errors || own->isComplete_ || !own->error_) return;

@@ -25,6 +25,8 @@ class ErrorReporting {
   void Forget() { error_ = nullptr; }
   // What the runtime prints at its end.
   zrString Headline() const;
+  // The error is not going to be printed. Runs script code.
+  void CompleteUnprinted() ZR_REQUIRES_GIL;
   // The display of the error is known.
   void Complete(zrString display) ZR_REQUIRES_GIL;
 

@@ -53,7 +53,12 @@ void zrInterpPython::handleExceptions() {
   FetchedError error = FetchedError::Take();
   const zrpy::Uninterrupted report(zrpy::Door::Thread());
   zrpy::ErrorReporting reporting(*lastErrors_, error);
-  if (alertFn_) alertFn_(AlertText(error));
+  try {
+    if (alertFn_) alertFn_(AlertText(error));
+  } catch (...) {  // nothing is printed, and the record tells all the same
+    reporting.CompleteUnprinted();
+    throw;
+  }
   reporting.Renew();  // the alert may have evaluated
   std::move(error).Restore();
   if (PyErr_ExceptionMatches(PyExc_SystemExit) ||

@@ -1,27 +1,26 @@
 // zrInterp: the registry of interpreters by name, and the operations that no back-end need
 // replace. Private: the registry's lock. Test: tests/host/zrInterp_test.cpp.
 
+#include <zrpythoninterp/host/Mutex.h>
 #include <zrpythoninterp/host/zrInterp.h>
-
-#include <mutex>
 
 namespace {
 
-std::mutex registryMutex;  // for writers; see interpMap_
+zrpy::Mutex& registryMutex = *new zrpy::Mutex;  // for writers; see interpMap_
 
 }  // namespace
 
 zrStlMap<zrString, zrInterp*> zrInterp::interpMap_;
 
 zrInterp::zrInterp(const zrString& name) : name_(name) {
-  const std::lock_guard<std::mutex> lock(registryMutex);
+  const std::lock_guard<zrpy::Mutex> lock(registryMutex);
   zrInterp*& newest = interpMap_[name_];
   earlier_ = newest;
   newest = this;
 }
 
 zrInterp::~zrInterp() {
-  const std::lock_guard<std::mutex> lock(registryMutex);
+  const std::lock_guard<zrpy::Mutex> lock(registryMutex);
   const auto entry = interpMap_.find(name_);
   if (entry == interpMap_.end()) return;
   // The live ones of a name are chained from the newest on; any of them can be the one to go.

@@ -4,9 +4,6 @@
 
 #include <zrpythoninterp/talk/CallGate.h>
 
-#include <condition_variable>
-#include <mutex>
-
 namespace zrpy {
 
 namespace {
@@ -15,8 +12,8 @@ thread_local CallGate::Call* innermost = nullptr;
 
 // Of all gates: closing is rare. Never destroyed, as threads can be inside at the process's exit.
 struct Leaving {
-  std::mutex mutex;
-  std::condition_variable happened;
+  Mutex mutex;
+  Condition happened;
 };
 Leaving& leaving = *new Leaving;
 
@@ -31,6 +28,14 @@ CallGate::Call::~Call() {
   if (entered_) gate_.leave();
 }
 
+// Those who are inside on other threads never leave.
+void CallGate::InChild() {
+  inside_ = 0;
+  for (const Call* call = innermost; call; call = call->outer_) {
+    if (&call->gate_ == this && call->entered_) ++inside_;
+  }
+}
+
 // Counted first: either this sees the gate closed, or Close sees the call.
 bool CallGate::enter() {
   ++inside_;
@@ -42,7 +47,7 @@ bool CallGate::enter() {
 void CallGate::leave() {
   --inside_;
   if (!closed_) return;
-  const std::lock_guard<std::mutex> lock(leaving.mutex);
+  const std::lock_guard<Mutex> lock(leaving.mutex);
   leaving.happened.notify_all();
 }
 
@@ -52,7 +57,7 @@ bool CallGate::Close() {
     if (&call->gate_ == this && call->entered_) return false;
   }
   const GilReleaseIfHeld released;
-  std::unique_lock<std::mutex> lock(leaving.mutex);
+  std::unique_lock<Mutex> lock(leaving.mutex);
   leaving.happened.wait(lock, [this] { return inside_ == 0; });
   return true;
 }

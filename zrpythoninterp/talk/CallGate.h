@@ -2,11 +2,13 @@
 // longer than every call through it.
 #pragma once
 
+#include <zrpythoninterp/host/Mutex.h>
+
 #include <atomic>
 
 namespace zrpy {
 
-class CallGate {
+class CallGate : ForkAware {
  public:
   CallGate() = default;
   CallGate(const CallGate&) = delete;
@@ -36,6 +38,7 @@ class CallGate {
   bool Close();
 
  private:
+  void InChild() override;
   bool enter();
   void leave();
 

@@ -127,7 +127,7 @@ bool IsIdentifier(const zrString& name) {
 
 std::shared_ptr<HostFunction> Functions::Exchange(const zrString& name,
                                                   std::shared_ptr<HostFunction> function) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<Mutex> lock(mutex_);
   std::shared_ptr<HostFunction>& place = functions_[name];
   std::swap(place, function);
   if (!place) functions_.erase(name);
@@ -137,7 +137,7 @@ std::shared_ptr<HostFunction> Functions::Exchange(const zrString& name,
 void Functions::BindAll() const {
   zrStlMap<zrString, std::shared_ptr<HostFunction>> functions;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<Mutex> lock(mutex_);
     functions = functions_;
   }
   for (const auto& entry : functions) {

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <zrpythoninterp/core/GilGuard.h>
+#include <zrpythoninterp/host/Mutex.h>
 #include <zrpythoninterp/host/zrStlMap.h>
 #include <zrpythoninterp/host/zrString.h>
 
 #include <memory>
-#include <mutex>
 
 namespace zrpy {
 
@@ -23,7 +23,7 @@ class Functions {
   void BindAll() const ZR_REQUIRES_GIL;
 
  private:
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   zrStlMap<zrString, std::shared_ptr<HostFunction>> functions_;
 };
 

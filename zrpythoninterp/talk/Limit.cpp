@@ -2,14 +2,14 @@
 // of them. Test: tests/talk/Limit_test.cpp.
 #include <zrpythoninterp/core/Runtime.h>
 
+#include <zrpythoninterp/core/Door.h>
 #include <zrpythoninterp/core/zrThreadEvaluations.h>
 #include <zrpythoninterp/eval/InterruptReason.h>
+#include <zrpythoninterp/host/Mutex.h>
 #include <zrpythoninterp/talk/Insistence.h>
 #include <zrpythoninterp/talk/zrPythonLimit.h>
 
 #include <algorithm>
-#include <condition_variable>
-#include <mutex>
 #include <new>
 #include <thread>
 #include <vector>
@@ -39,6 +39,7 @@ struct LimitedScope {
   }
 
   const zrThreadEvaluations evaluations;
+  const ThreadRecord* const thread = &Door::Thread();
   const Time end;
   const Button button;
   InterruptReason reason;
@@ -52,19 +53,20 @@ namespace {
 
 // Its thread runs while there are limits, and a moment longer. The runtime's lock is taken for an
 // interrupt only, and never under the mutex.
-class Watcher {
+class Watcher : ForkAware {
  public:
   void Add(LimitedScope& scope);
   void Remove(LimitedScope& scope);
   void Wake();
 
  private:
+  void InChild() override;
   void watch();
-  void interrupt(LimitedScope& scope, Time now, std::unique_lock<std::mutex>& lock);
+  void interrupt(LimitedScope& scope, Time now, std::unique_lock<Mutex>& lock);
 
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::condition_variable interrupted_;
+  Mutex mutex_;
+  Condition changed_;
+  Condition interrupted_;
   std::vector<LimitedScope*> scopes_;
   const LimitedScope* interrupting_ = nullptr;
   bool runs_ = false;
@@ -78,7 +80,7 @@ Watcher& TheWatcher() {
 }
 
 void Watcher::Add(LimitedScope& scope) {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<Mutex> lock(mutex_);
   scopes_.push_back(&scope);
   if (runs_) {
     if (scope.end < wakes_ || scope.button) changed_.notify_one();
@@ -93,20 +95,31 @@ void Watcher::Add(LimitedScope& scope) {
   runs_ = true;
 }
 
+// The thread that watches is not there. The limits of the one that is hold again from the next
+// limit on, which starts another.
+void Watcher::InChild() {
+  const auto isGone = [](const LimitedScope* scope) {
+    return scope->thread != Door::KnownThread();
+  };
+  scopes_.erase(std::remove_if(scopes_.begin(), scopes_.end(), isGone), scopes_.end());
+  interrupting_ = nullptr;
+  runs_ = false;
+}
+
 void Watcher::Remove(LimitedScope& scope) {
   const GilReleaseIfHeld released;  // the interrupt that is waited for may want the lock
-  std::unique_lock<std::mutex> lock(mutex_);
+  std::unique_lock<Mutex> lock(mutex_);
   scopes_.erase(std::find(scopes_.begin(), scopes_.end(), &scope));
   interrupted_.wait(lock, [&] { return interrupting_ != &scope; });
 }
 
 void Watcher::Wake() {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<Mutex> lock(mutex_);
   changed_.notify_one();
 }
 
 void Watcher::watch() {
-  std::unique_lock<std::mutex> lock(mutex_);
+  std::unique_lock<Mutex> lock(mutex_);
   for (;;) {
     const Time now = Clock::now();
     wakes_ = now + kPatience;
@@ -127,7 +140,7 @@ void Watcher::watch() {
   runs_ = false;
 }
 
-void Watcher::interrupt(LimitedScope& scope, Time now, std::unique_lock<std::mutex>& lock) {
+void Watcher::interrupt(LimitedScope& scope, Time now, std::unique_lock<Mutex>& lock) {
   scope.reason.Set(now >= scope.end ? "the time limit is over" : "stopped by the host");
   if (!scope.over.exchange(true)) scope.insists = now + kInsists;
   scope.again = now + kAgain;

@@ -156,7 +156,7 @@ PyRef NewStream(std::shared_ptr<Output> output, const Place& place,
 void Output::Set(Function function) {
   const GilReleaseIfHeld released;
   auto changed = function ? std::make_shared<const Function>(std::move(function)) : nullptr;
-  std::unique_lock<std::mutex> lock(mutex_);
+  std::unique_lock<Mutex> lock(mutex_);
   std::swap(function_, changed);
   if (!changed || running_ != changed.get()) return;
   if (handing_ == std::this_thread::get_id()) {
@@ -167,14 +167,14 @@ void Output::Set(Function function) {
 }
 
 bool Output::IsSet() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<Mutex> lock(mutex_);
   return function_ != nullptr;
 }
 
 bool Output::Write(const zrString& stream, zrString& text) {
   bool handsOver = false;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<Mutex> lock(mutex_);
     const std::thread::id own = std::this_thread::get_id();
     if (!function_ || handing_ == own) return false;
     if (handing_ == std::thread::id()) {
@@ -192,17 +192,27 @@ bool Output::Write(const zrString& stream, zrString& text) {
   if (handsOver) {
     handOver(stream, text);
   } else {
-    std::unique_lock<std::mutex> lock(mutex_);
+    std::unique_lock<Mutex> lock(mutex_);
     wait(lock, [this] { return waitingBytes_ <= kMaxWaitingBytes; });
   }
   return true;
 }
 
-template <typename Condition>
-void Output::wait(std::unique_lock<std::mutex>& lock, Condition condition) {
+template <typename Predicate>
+void Output::wait(std::unique_lock<Mutex>& lock, Predicate predicate) {
   ++waits_;
-  moved_.wait(lock, condition);
+  moved_.wait(lock, predicate);
   --waits_;
+}
+
+// What other threads wrote is the parent's to hand over.
+void Output::InChild() {
+  waiting_.clear();
+  waitingBytes_ = 0;
+  waits_ = 0;
+  if (handing_ == std::this_thread::get_id()) return;
+  handing_ = std::thread::id();
+  running_ = nullptr;
 }
 
 // Without the lock. What the function throws for the text of others has nobody to go to.
@@ -217,7 +227,7 @@ void Output::handOver(const zrString& stream, const zrString& text) {
   };
   const std::exception_ptr thrown = call(stream, text);
   std::shared_ptr<const Function> dropped;  // outside the mutex: it holds what the host gave
-  std::unique_lock<std::mutex> lock(mutex_);
+  std::unique_lock<Mutex> lock(mutex_);
   for (;;) {
     dropped = std::move(retired_);
     running_ = nullptr;

@@ -2,13 +2,12 @@
 #pragma once
 
 #include <zrpythoninterp/core/GilGuard.h>
+#include <zrpythoninterp/host/Mutex.h>
 #include <zrpythoninterp/host/zrString.h>
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 namespace zrpy {
@@ -16,7 +15,7 @@ namespace zrpy {
 // One order for all threads and both streams: a thread that writes hands its text over at once, but
 // for one that finds another thread handing over. That one leaves its text to the other and goes
 // on.
-class Output : public std::enable_shared_from_this<Output> {
+class Output : public std::enable_shared_from_this<Output>, ForkAware {
  public:
   using Function = std::function<void(const zrString& stream, const zrString& text)>;
 
@@ -41,11 +40,12 @@ class Output : public std::enable_shared_from_this<Output> {
   };
 
   void handOver(const zrString& stream, const zrString& text);
-  template <typename Condition>
-  void wait(std::unique_lock<std::mutex>& lock, Condition condition);
+  template <typename Predicate>
+  void wait(std::unique_lock<Mutex>& lock, Predicate predicate);
+  void InChild() override;
 
-  mutable std::mutex mutex_;  // never held over the function, nor over a wait for the lock
-  std::condition_variable moved_;
+  mutable Mutex mutex_;  // never held over the function, nor over a wait for the lock
+  Condition moved_;
   int waits_ = 0;  // on moved_
   std::shared_ptr<const Function> function_;
   const Function* running_ = nullptr;        // the one that is being called

@@ -11,21 +11,23 @@
 namespace zrpy {
 
 ObserverWalk::ObserverWalk(zrInterpPython& interp)
-    : interp_(interp), walksOnThisThread_(Door::Thread().observerWalks) {
-  const std::lock_guard<std::mutex> lock(interp_.observersMutex_);
+    : Walk{Door::Thread(), nullptr, nullptr}, interp_(interp) {
+  ObserverWalks& walks = *interp_.walks_;
+  const std::lock_guard<Mutex> lock(walks.mutex);
   takeList();
-  previous_ = interp_.walks_;
-  if (previous_) previous_->next_ = this;
-  interp_.walks_ = this;
-  ++walksOnThisThread_;
+  previous = walks.newest;
+  if (previous) previous->next = this;
+  walks.newest = this;
+  ++thread.observerWalks;
 }
 
 ObserverWalk::~ObserverWalk() {
-  --walksOnThisThread_;
-  const std::lock_guard<std::mutex> lock(interp_.observersMutex_);
-  (next_ ? next_->previous_ : interp_.walks_) = previous_;
-  if (previous_) previous_->next_ = next_;
-  interp_.walkMoved_.notify_all();  // ahead of the mutex: the interpreter's end may wait for it
+  --thread.observerWalks;
+  ObserverWalks& walks = *interp_.walks_;
+  const std::lock_guard<Mutex> lock(walks.mutex);
+  (next ? next->previous : walks.newest) = previous;
+  if (previous) previous->next = next;
+  walks.moved.notify_all();  // ahead of the mutex: the interpreter's end may wait for it
 }
 
 void ObserverWalk::takeList() {
@@ -37,8 +39,8 @@ void ObserverWalk::takeList() {
     list->observers.reserve(interp_.observers_.size());
     for (const auto& entry : interp_.observers_) list->observers.push_back(entry.first);
     const auto isUnused = [this](const auto& old) {
-      for (const ObserverWalk* walk = interp_.walks_; walk; walk = walk->previous_) {
-        if (walk->list_ == old.get()) return false;
+      for (const Walk* walk = interp_.walks_->newest; walk; walk = walk->previous) {
+        if (static_cast<const ObserverWalk*>(walk)->list_ == old.get()) return false;
       }
       return true;
     };
@@ -66,21 +68,21 @@ void ObserverWalk::Run(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
   zrInterpPython::Observer* last = nullptr;
   for (size_t i = 0;;) {
     const auto& observers = list_->observers;
-    zrInterpPython::Observer* const next = i < observers.size() ? observers[i] : nullptr;
-    if (announce(next)) {
-      if (!next) return;
-      next->Notify(event);
+    zrInterpPython::Observer* const due = i < observers.size() ? observers[i] : nullptr;
+    if (announce(due)) {
+      if (!due) return;
+      due->Notify(event);
       if (!interp_.tracing_) return;
-      last = next;
+      last = due;
       ++i;
       continue;
     }
     {
-      const std::lock_guard<std::mutex> lock(interp_.observersMutex_);
+      const std::lock_guard<Mutex> lock(interp_.walks_->mutex);
       calls_ = nullptr;
       takeList();
     }
-    interp_.walkMoved_.notify_all();
+    interp_.walks_->moved.notify_all();
     const auto& newer = list_->observers;
     const auto from = std::upper_bound(newer.begin(), newer.end(), last, std::less<>());
     i = static_cast<size_t>(from - newer.begin());
@@ -94,7 +96,8 @@ bool ObserverWalk::OnThisThread() {
 
 bool ObserverWalk::AnyCalls(const zrInterpPython& interp, const zrInterpPython::Observer& observer,
                             std::uint64_t revision) {
-  for (const ObserverWalk* walk = interp.walks_; walk; walk = walk->previous_) {
+  for (const Walk* one = interp.walks_->newest; one; one = one->previous) {
+    const auto* const walk = static_cast<const ObserverWalk*>(one);
     if (walk->calls_ == &observer && walk->list_->revision < revision) return true;
   }
   return false;

@@ -1,6 +1,7 @@
 // One walk of the observers, for one event.
 #pragma once
 
+#include <zrpythoninterp/core/ObserverWalks.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 
 #include <atomic>
@@ -13,7 +14,7 @@ namespace zrpy {
 // a call that the observers' revision has moved; no mutex is held across a call. Whoever takes an
 // observer out waits for the walks that call it: they are linked up for that, and each says whom it
 // is about to call before it looks at the revision.
-class ObserverWalk {
+class ObserverWalk : ObserverWalks::Walk {
  public:
   explicit ObserverWalk(zrInterpPython& interp);
   ~ObserverWalk();
@@ -24,7 +25,7 @@ class ObserverWalk {
 
   // True when the calling thread is inside a walk of whatever interpreter.
   static bool OnThisThread();
-  // interp.observersMutex_ held, and FenceOtherThreads passed since the observer was taken out.
+  // interp.walks_->mutex held, and FenceOtherThreads passed since the observer was taken out.
   // True when a walk is in its call by a list from before this revision.
   static bool AnyCalls(const zrInterpPython& interp, const zrInterpPython::Observer& observer,
                        std::uint64_t revision);
@@ -36,9 +37,6 @@ class ObserverWalk {
   zrInterpPython& interp_;
   const zrInterpPython::ObserverList* list_ = nullptr;
   std::atomic<zrInterpPython::Observer*> calls_{nullptr};
-  int& walksOnThisThread_;
-  ObserverWalk* previous_ = nullptr;  // the interpreter's running walks
-  ObserverWalk* next_ = nullptr;
 };
 
 }  // namespace zrpy

@@ -7,7 +7,7 @@
 #include <zrpythoninterp/trace/ObserverWalk.h>
 
 void zrInterpPython::AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
-  const std::lock_guard<std::mutex> lock(observersMutex_);
+  const std::lock_guard<zrpy::Mutex> lock(walks_->mutex);
   if (!observers_.emplace(&observer, &Observer::Notify).second) return;
   ++observersRevision_;
 }
@@ -18,24 +18,24 @@ void zrInterpPython::AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
 void zrInterpPython::RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
   std::uint64_t revision = 0;
   {
-    const std::lock_guard<std::mutex> lock(observersMutex_);
+    const std::lock_guard<zrpy::Mutex> lock(walks_->mutex);
     if (observers_.erase(&observer) != 0) {
       ++observersRevision_;
     }
     revision = observersRevision_;
     // Two observers that take each other out would wait for each other.
     if (zrpy::ObserverWalk::OnThisThread()) return;
-    if (!walks_) return;
+    if (!walks_->newest) return;
   }
   zrpy::FenceOtherThreads();
   const auto isCalled = [&] { return zrpy::ObserverWalk::AnyCalls(*this, observer, revision); };
   {
-    const std::lock_guard<std::mutex> lock(observersMutex_);
+    const std::lock_guard<zrpy::Mutex> lock(walks_->mutex);
     if (!isCalled()) return;
   }
   const zrpy::GilReleaseIfHeld released;
-  std::unique_lock<std::mutex> lock(observersMutex_);
-  walkMoved_.wait(lock, [&] { return !isCalled(); });
+  std::unique_lock<zrpy::Mutex> lock(walks_->mutex);
+  walks_->moved.wait(lock, [&] { return !isCalled(); });
 }
 
 void zrInterpPython::NotifyObservers(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {
