@@ -12,6 +12,7 @@ namespace {
 const std::string kNumber = kNumberExpression;
 const std::string kText = kTextExpression;
 const std::string kScript = kTwentyLines;
+const std::string kStatement = "statement = 1";
 const std::string kFreshScript = kScript + "fresh = ";
 
 void AddLibrary(zrInterpPython& interp) {
@@ -20,6 +21,12 @@ void AddLibrary(zrInterpPython& interp) {
       [&interp, ok]() mutable { return interp.EvalScript(kNumber, zrString(), ok); });
   Add("eval.number/zr2", kNumberValue,
       [&interp, ok]() mutable { return interp.EvalScript2(kNumber, ok); });
+  Add("eval.statement/zr2", true, [&interp, ok]() mutable {
+    interp.EvalScript2(kStatement, ok);
+    return ok;
+  });
+  // An event without a frame: in by the door, the lock, and out.
+  Add("door.pass/zr", 0, [] { return zrInterpPython::s_TraceHook(nullptr, "line", nullptr); });
   Add("eval.text/zr", std::string(kTextValue),
       [&interp, ok]() mutable { return interp.EvalScript(kText, zrString(), ok); });
   Add("eval.script/zr", kScriptTotal,
@@ -71,6 +78,16 @@ void AddFloor() {
   Add("eval.number/once", kNumberValue, [main, code = Compile(kNumberExpression, Py_eval_input)] {
     const Lock lock;
     return TakeLong(PyEval_EvalCode(code, main, main));
+  });
+  Add("eval.statement/once", true, [main, code = Compile(kStatement.c_str(), Py_file_input)] {
+    const Lock lock;
+    PyObject* const result = PyEval_EvalCode(code, main, main);
+    Py_XDECREF(result);
+    return result != nullptr;
+  });
+  Add("door.pass/floor", 0, [] {
+    const Lock lock;
+    return 0;
   });
   Add("eval.text/floor", std::string(kTextValue), [main] {
     const Lock lock;
