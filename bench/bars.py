@@ -71,8 +71,8 @@ TIMES = [
     # About 1; without the runtime's lock, on two cores, about a half.
     *(row(THREADS, label + ", on two threads to in turn", work + "/zr", None,
           (work + "/in_turn", None)) for work, label in TWO.items()),
-    # A name runs like any other text, so that signal handlers and pending calls are served; the floor
-    # looks it up, and serves none. A mere look-up was 2.7 of it.
+    # A name runs like any other text, so that signal handlers and pending calls are served; the
+    # floor looks it up, and serves none. A mere look-up was 2.7 of it.
     simple(OUT, "one variable read back", "out.one", 0.10, 4.5),
     row(OUT, "the same, pybind11 by item", "out.one/zr", ("out.one/pybind11_item", None), None),
     simple(OUT, "100,000 texts", "out.texts", 0.45, 1.3),
