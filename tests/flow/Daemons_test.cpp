@@ -16,8 +16,7 @@ namespace {
 
 using Values = zrStlVector<zrVariant>;
 
-// Whether the runtime ends a thread that asks for its lock too late.
-constexpr bool kEndsThreads = zrpy::kThreadsComeBackLater && zrpy::kRuntimeMinor >= 9;
+constexpr bool kEndsThreads = zrpy::kThreadsComeBackLater && zrpy::kEndsLateThreads;
 
 int CountParked() {
   int count = 0;

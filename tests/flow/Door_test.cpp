@@ -193,7 +193,9 @@ TEST_F(Door, AStopEndsTheInterpretersThatScriptsLeft) {
     PyThreadState* const outer = PyThreadState_Get();
     PyThreadState* const inner = Py_NewInterpreter();
     ++inside;
-    PyRun_SimpleString("import time\ntime.sleep(0.3)");
+    PyRun_SimpleString(("import os, time\nwhile not os.path.exists('" + folder().path() +
+                        "/over'): time.sleep(0.01)")
+                           .c_str());
     Py_EndInterpreter(inner);
     PyThreadState_Swap(outer);
     ++inside;
@@ -208,6 +210,7 @@ TEST_F(Door, AStopEndsTheInterpretersThatScriptsLeft) {
     EXPECT_EQ(interp().LastError().kind, "RuntimeError");
     EXPECT_EQ(Text("6 * 7"), "42") << "the runtime stays up";
   }
+  folder().Write("over", "");
   while (inside == 1) std::this_thread::yield();
   EXPECT_TRUE(interp().Close());
   EXPECT_EQ(Text("6 * 7"), "42");

@@ -171,6 +171,10 @@ constexpr bool kThreadsComeBackLater = true;
 constexpr bool kThreadsComeBackLater = false;
 #endif
 
+// Whether the runtime ends a thread that asks for its lock when it has stopped; before and since,
+// the thread waits for ever.
+constexpr bool kEndsLateThreads = PY_VERSION_HEX >= 0x03090000 && PY_VERSION_HEX < 0x030D0800;
+
 // Around a stop, with the lock held when it is made: up to 3.12.4 the descriptions of keyword
 // arguments that functions in extension modules keep in static memory are emptied by a stop and
 // still say that they are full, so that the next life crashes on them. Nothing on other releases.
