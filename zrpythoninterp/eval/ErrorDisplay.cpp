@@ -138,7 +138,7 @@ bool PrintWithPython(const FetchedError& error, PyObject* file, bool colours) {
   const PyRef print =
       PyRef::Steal(module ? PyObject_GetAttrString(module.get(), "print_exception") : nullptr);
   const PyRef limit =
-      kPrintsErrorsWithPython && module
+      kPrintsErrorsWithPython && print
           ? PyRef::Steal(PyObject_GetAttrString(module.get(), "BUILTIN_EXCEPTION_LIMIT"))
           : PyRef::Borrow(Py_None);
   const PyRef arguments =
