@@ -3,6 +3,7 @@
 #include <zrpythoninterp/core/GilGuard.h>
 // GilGuard.h brings Python.h, which comes first.
 #include <tests/faults/Starve.h>
+#include <tests/support/HostCalls.h>
 #include <tests/support/PythonTest.h>
 #include <unistd.h>
 #include <zrpythoninterp/core/PyRef.h>
@@ -172,15 +173,52 @@ class MemoryRunsOut : public PythonTest, public ::testing::WithParamInterface<Op
   }
 };
 
-TEST_P(MemoryRunsOut, InTheRuntime) {
-  if (!zrpy::kHasGlobalLock)
-    GTEST_SKIP() << "lists of a runtime without the lock do not survive it";
-  StarveAtEachRequest(Memory::kRuntime);
-}
+TEST_P(MemoryRunsOut, InTheRuntime) { StarveAtEachRequest(Memory::kRuntime); }
 TEST_P(MemoryRunsOut, InTheHost) { StarveAtEachRequest(Memory::kHost); }
 
 INSTANTIATE_TEST_SUITE_P(Each, MemoryRunsOut, testing::ValuesIn(kOperations),
                          [](const auto& test) { return zrString(test.param.name); });
+
+// What surrounds evaluations: a thread's entry, a start. Each can be repeated where it fails.
+class MemoryRunsOutAround : public PythonTest {
+ protected:
+  // One try with the nth request failing. True when the work made no such request.
+  template <typename Work>
+  static bool Suffices(Memory memory, long nth, const Work& work) {
+    bool right = false;
+    const Starve starve(memory, nth);
+    try {
+      right = work();
+    } catch (const std::bad_alloc&) {
+    }
+    EXPECT_TRUE(right || starve.Failed()) << nth << ": nothing was short, and yet it failed";
+    return !starve.Failed();
+  }
+};
+
+TEST_F(MemoryRunsOutAround, TheEntryOfAThread) {
+  ASSERT_TRUE(interp().Init());
+  {
+    const GilGuard gil;
+    WatchRuntimeMemory();
+  }
+  for (const Memory memory : {Memory::kRuntime, Memory::kHost}) {
+    bool sufficed = false;
+    for (long nth = 1; !sufficed && !HasFailure(); ++nth) {
+      OnAnotherThread([&] { sufficed = Suffices(memory, nth, [this] { return Run("x = [1]"); }); });
+      EXPECT_EQ(Text("6 * 7"), "42");
+    }
+  }
+}
+
+// Later requests are sampled: there are hundreds, and each costs a life.
+TEST_F(MemoryRunsOutAround, AStart) {
+  bool sufficed = false;
+  for (long nth = 1; !sufficed && !HasFailure(); nth += 1 + nth / 4) {
+    sufficed = Suffices(Memory::kHost, nth, [this] { return interp().Close() && interp().Init(); });
+    OnAnotherThread([this] { EXPECT_EQ(Text("6 * 7"), "42"); });
+  }
+}
 
 }  // namespace
 }  // namespace zrtest

@@ -128,6 +128,7 @@ ZR_STAND_STILL(void, _PyErr_Display,
                (file, type, value, traceback))
 ZR_STAND_STILL(PyObject*, PyObject_Call, (PyObject * print, PyObject* arguments, PyObject* names),
                (print, arguments, names))
+ZR_STAND_STILL(void, Py_Finalize, (void), ())
 ZR_STAND_STILL(void, PyErr_Display, (PyObject * type, PyObject* value, PyObject* traceback),
                (type, value, traceback))
 
@@ -156,5 +157,16 @@ void* operator new(std::size_t size) {
   return block;
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return New(size); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  const auto bound = static_cast<std::size_t>(alignment);
+  void* const block = zrtest::MustFail(zrtest::Memory::kHost)
+                          ? nullptr
+                          : std::aligned_alloc(bound, (size + bound - 1) / bound * bound);
+  if (!block) throw std::bad_alloc();
+  zrtest::Count(zrtest::Memory::kHost, 1);
+  return block;
+}
+void operator delete(void* block, std::align_val_t) noexcept { Delete(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Delete(block); }
 void operator delete(void* block) noexcept { Delete(block); }
 void operator delete(void* block, std::size_t) noexcept { Delete(block); }

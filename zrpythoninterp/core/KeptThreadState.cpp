@@ -44,7 +44,7 @@ void FreeOldThreadStates(ThreadRecord& thread) {
 }
 
 PyThreadState* KeepThreadState(ThreadRecord& thread) {
-  PyThreadState* const state = PyThreadState_New(mainInterpreter);
+  PyThreadState* const state = NewThreadState(mainInterpreter);
   if (!state) throw std::bad_alloc();
   Keep(thread, state, false);
   return state;

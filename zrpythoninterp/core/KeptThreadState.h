@@ -21,6 +21,9 @@ void InheritTheStartsState(ThreadRecord& thread);
 // The state on which the runtime started, or which took its place.
 PyThreadState* TheStartsState();
 
+// In core/PyCompat.cpp. A state for the calling thread; null when memory is short.
+PyThreadState* NewThreadState(PyInterpreterState* interp);
+
 // The first interpreter, in which the library evaluates; null before the first start.
 PyInterpreterState* MainInterpreter();
 

@@ -1,4 +1,5 @@
 // The start of the runtime and its instructions, which differ most between its releases.
+#include <zrpythoninterp/core/KeptThreadState.h>
 #include <zrpythoninterp/core/PyCompat.h>
 #include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/core/StartVariables.h>
@@ -31,6 +32,11 @@ extern "C" PyAPI_FUNC(int)
 #if PY_VERSION_HEX < 0x030D0000
 extern "C" PyAPI_FUNC(void) _PyEval_SignalAsyncExc(PyInterpreterState* interp);
 #endif
+#endif
+
+#if PY_VERSION_HEX >= 0x030B0000 && PY_VERSION_HEX < 0x030C0000
+// Declared in the runtime's internal headers alone.
+extern "C" PyAPI_FUNC(void) _PyThreadState_SetCurrent(PyThreadState* state);
 #endif
 
 namespace zrpy {
@@ -380,6 +386,19 @@ PyObject* NewWatchedItem(PyObject* dict, PyObject* key) {
 }
 
 #endif
+
+// ---- thread states ----
+
+// 3.11's own call makes use of a state that it could not make.
+PyThreadState* NewThreadState(PyInterpreterState* interp) {
+#if PY_VERSION_HEX >= 0x030B0000 && PY_VERSION_HEX < 0x030C0000
+  PyThreadState* const state = _PyThreadState_Prealloc(interp);
+  if (state) _PyThreadState_SetCurrent(state);
+  return state;
+#else
+  return PyThreadState_New(interp);
+#endif
+}
 
 // ---- interpreters that scripts make ----
 

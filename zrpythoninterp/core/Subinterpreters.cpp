@@ -22,7 +22,7 @@ bool EndSubinterpreters() {
   while (PyInterpreterState* const interp = Another()) {
     PyThreadState* const first = PyInterpreterState_ThreadHead(interp);
     if (first && (PyThreadState_Next(first) || RunsCode(first))) return false;
-    PyThreadState* const inner = first ? first : PyThreadState_New(interp);
+    PyThreadState* const inner = first ? first : NewThreadState(interp);
     if (!inner) return false;
     PyThreadState* const outer = PyThreadState_Swap(inner);
     Py_EndInterpreter(inner);
