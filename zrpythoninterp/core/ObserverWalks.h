@@ -3,6 +3,13 @@
 
 #include <zrpythoninterp/core/Door.h>
 #include <zrpythoninterp/host/Mutex.h>
+#include <zrpythoninterp/host/zrInterpTraceInfo.h>
+#include <zrpythoninterp/host/zrStlVector.h>
+#include <zrpythoninterp/host/zrxObserver.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
 
 namespace zrpy {
 
@@ -14,9 +21,18 @@ struct ObserverWalks : ForkAware {
     Walk* next;
   };
 
-  Mutex mutex;  // guards the rest, and the interpreter's observers and their lists
+  // The interpreter's observers as walks read them.
+  struct List {
+    std::uint64_t revision;
+    zrStlVector<zrxObserver<zrInterpTraceInfo*>*> observers;
+  };
+
+  Mutex mutex;  // guards the rest, and the interpreter's observers
   Condition moved;
   Walk* newest = nullptr;
+  // The newest last; an older one for as long as a walk stands on it.
+  zrStlVector<std::unique_ptr<const List>> lists;
+  std::atomic<std::uint64_t> revision{0};  // of the observers; read without the mutex
 
  private:
   // The others stood on stacks that are not there.

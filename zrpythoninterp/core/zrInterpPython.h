@@ -311,16 +311,6 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   std::atomic<bool> startIsOver_{false};  // its own evaluations are not there to be interrupted
 
   const std::shared_ptr<zrpy::LastErrors> lastErrors_;  // never null
-
-  // What walks of the observers need beside observers_: see trace/ObserverWalk.h.
-  const std::shared_ptr<zrpy::ObserverWalks> walks_;  // never null
-  std::atomic<std::uint64_t> observersRevision_{0};
-  // observers_ as walks read it, the newest last; an older one for as long as a walk stands on it.
-  struct ObserverList {
-    std::uint64_t revision;
-    zrStlVector<Observer*> observers;
-  };
-  zrStlVector<std::unique_ptr<const ObserverList>> observerLists_;
-
-  std::shared_ptr<zrpy::Companion> companion_;  // of a room above, or none
+  const std::shared_ptr<zrpy::ObserverWalks> walks_;    // never null
+  std::shared_ptr<zrpy::Companion> companion_;          // of a room above, or none
 };

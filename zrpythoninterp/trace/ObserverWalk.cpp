@@ -31,10 +31,10 @@ ObserverWalk::~ObserverWalk() {
 }
 
 void ObserverWalk::takeList() {
-  auto& lists = interp_.observerLists_;
-  const std::uint64_t revision = interp_.observersRevision_;
+  auto& lists = interp_.walks_->lists;
+  const std::uint64_t revision = interp_.walks_->revision;
   if (lists.empty() || lists.back()->revision != revision) {
-    auto list = std::make_unique<zrInterpPython::ObserverList>();
+    auto list = std::make_unique<ObserverWalks::List>();
     list->revision = revision;
     list->observers.reserve(interp_.observers_.size());
     for (const auto& entry : interp_.observers_) list->observers.push_back(entry.first);
@@ -61,7 +61,7 @@ bool ObserverWalk::announce(zrInterpPython::Observer* observer) {
   } else {
     calls_.store(observer);
   }
-  return interp_.observersRevision_.load() == list_->revision;
+  return interp_.walks_->revision.load() == list_->revision;
 }
 
 void ObserverWalk::Run(const zrxNotifierEvent<zrInterpTraceInfo*>& event) {

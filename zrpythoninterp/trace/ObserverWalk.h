@@ -35,7 +35,7 @@ class ObserverWalk : ObserverWalks::Walk {
   bool announce(zrInterpPython::Observer* observer);
 
   zrInterpPython& interp_;
-  const zrInterpPython::ObserverList* list_ = nullptr;
+  const ObserverWalks::List* list_ = nullptr;
   std::atomic<zrInterpPython::Observer*> calls_{nullptr};
 };
 

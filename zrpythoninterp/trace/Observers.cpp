@@ -9,7 +9,7 @@
 void zrInterpPython::AddObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
   const std::lock_guard<zrpy::Mutex> lock(walks_->mutex);
   if (!observers_.emplace(&observer, &Observer::Notify).second) return;
-  ++observersRevision_;
+  ++walks_->revision;
 }
 
 // The wait is for the time without the runtime's lock, since an observer may take it, and without
@@ -19,10 +19,8 @@ void zrInterpPython::RemoveObserver(zrxObserver<zrInterpTraceInfo*>& observer) {
   std::uint64_t revision = 0;
   {
     const std::lock_guard<zrpy::Mutex> lock(walks_->mutex);
-    if (observers_.erase(&observer) != 0) {
-      ++observersRevision_;
-    }
-    revision = observersRevision_;
+    if (observers_.erase(&observer) != 0) ++walks_->revision;
+    revision = walks_->revision;
     // Two observers that take each other out would wait for each other.
     if (zrpy::ObserverWalk::OnThisThread()) return;
     if (!walks_->newest) return;
