@@ -1,6 +1,7 @@
 """What zrpyhost prints and how it ends: python3 host_test.py ZRPYHOST [CLASS[.CASE]...]
 
-ZR_EMULATOR, when set, is what runs a host that was built for Windows.
+ZR_EMULATOR, when set, is what runs a host that was built for Windows, and ZR_ROOT an installation,
+since it makes none of its own where there are no links.
 """
 import fcntl
 import json
@@ -17,6 +18,7 @@ import time
 import unittest
 
 HOST = ''
+COMMAND = ()
 EMULATOR = tuple(filter(None, [os.environ.get('ZR_EMULATOR')]))
 PATIENCE = 60  # seconds
 
@@ -28,7 +30,9 @@ class HostTest(unittest.TestCase):
         # Where the host makes its installation: nothing of it may stay.
         self.scratch = os.path.join(self.folder.name, 'scratch')
         os.mkdir(self.scratch)
-        self.environment = dict(os.environ, TMPDIR=self.scratch, TERM='xterm', LC_ALL='C.UTF-8')
+        self.environment = dict(os.environ, TERM='xterm', LC_ALL='C.UTF-8')
+        if not EMULATOR:
+            self.environment['TMPDIR'] = self.scratch
 
     def tearDown(self):
         self.assertEqual(os.listdir(self.scratch), [])
@@ -38,7 +42,7 @@ class HostTest(unittest.TestCase):
             file.write(text)
 
     def run_host(self, *arguments, **options):
-        process = subprocess.Popen(EMULATOR + (HOST,) + arguments, stdin=subprocess.PIPE,
+        process = subprocess.Popen(COMMAND + arguments, stdin=subprocess.PIPE,
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                    cwd=self.folder.name, env=self.environment,
                                    universal_newlines=True)
@@ -412,4 +416,7 @@ class Keys(HostTest):
 
 if __name__ == '__main__':
     HOST = os.path.abspath(sys.argv.pop(1))
+    COMMAND = EMULATOR + (HOST,)
+    if EMULATOR:
+        COMMAND += ('--home', os.environ['ZR_ROOT'])
     unittest.main()

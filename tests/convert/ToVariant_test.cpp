@@ -1,5 +1,6 @@
 // Python objects as values of the host: every branch, and objects that mean harm.
 #include <tests/convert/ConvertTest.h>
+#include <tests/support/System.h>
 #include <zrpythoninterp/convert/ToVariant.h>
 
 #include <algorithm>
@@ -41,7 +42,8 @@ def nest(levels, make=lambda inner: [inner]):
   for i in range(levels - 1): inner = make(inner)
   return inner
 loop = [1]; loop += [loop, 2, loop]
-ring = {'a': 1}; ring['r'] = ring; ring['l'] = [ring]; ring['b'] = 2
+ring = {}; ring['r'] = ring
+wheel = {}; wheel['l'] = [wheel, 2]
 knot = ([],); knot[0].append(knot)
 )";
 
@@ -99,22 +101,23 @@ const Case kCases[] = {
     {"Slow('\\x80', 'a', big, 'b')", true, 8, "[a, -1, b]", "OverflowError"},
     {"Breaks()", true, 8, "[1]", "KeyError"},
     {"NoIterator('x')", kNone, 7, "untouched", "KeyError"},
-    // Dictionaries keep an entry whose side has no form.
+    // Dictionaries keep an entry whose side has no form. Up to 3.5 texts are in no order in them.
     {"{}", true, 8, "[]", ""},
-    {"{'b:': 1, 'a': 2}", true, 8, "[b::1, a:2]", ""},
-    {"{'a': None, None: 1}", true, 8, "[a:, :1]", ""},
+    {"{1: 'b:', 2: None}", true, 8, "[1:b:, 2:]", ""},
+    {"{None: 'a'}", true, 8, "[:a]", ""},
     {"D(a=1)", true, 8, "[a:1]", ""},
     {"collections.OrderedDict(a=Slow('\\x80', 1))", true, 8, "[a:[1]]", "UnicodeEncodeError"},
     // Containers in containers become one text.
     {"(1, (2, 3))", true, 8, "[1, [2, 3]]", ""},
     {"[[], [[]], {}, ()]", true, 8, "[[], [[]], [], []]", ""},
     {"[[None, 1, None, 2, None], [None]]", true, 8, "[[1, 2], []]", ""},
-    {"[{(1, 2): {'k': [3]}, None: None}]", true, 8, "[[[1, 2]:[k:[3]], :]]", ""},
+    {"[{(1, 2): {'k': [3]}}, {None: None}]", true, 8, "[[[1, 2]:[k:[3]]], [:]]", ""},
     {"[[1, Breaks()], [NoIterator(), 2]]", true, 8, "[[1, [1]], [2]]", "KeyError"},
     {"{'k': NoIterator()}", true, 8, "[k:]", "KeyError"},
     // What contains itself is refused where it does.
     {"loop", true, 8, "[1, 2]", "RecursionError"},
-    {"ring", true, 8, "[a:1, r:, l:[], b:2]", "RecursionError"},
+    {"ring", true, 8, "[r:]", "RecursionError"},
+    {"wheel", true, 8, "[l:[2]]", "RecursionError"},
     {"knot", true, 8, "[[]]", "RecursionError"},
     {"[[1]] * 3", true, 8, "[[1], [1], [1]]", ""},
 };
@@ -196,9 +199,12 @@ TEST_F(ToVariant, ContainersThatShareContainersEndInTime) {
 TEST_F(ToVariant, LongConversionsServeWhatIsPendingAndCanBeInterrupted) {
   Watchdog watchdog;
   ASSERT_TRUE(
-      Run("import itertools, signal\n"
+      Run("import itertools\n"
           "class Endless(list):\n"
-          "  def __iter__(self): return itertools.repeat(None)\n"
+          "  def __iter__(self): return itertools.repeat(None)"));
+#if ZR_CAN(SIGNAL)
+  ASSERT_TRUE(
+      Run("import signal\n"
           "class Timed(Endless):\n"
           "  def __iter__(self):\n"
           "    signal.setitimer(signal.ITIMER_REAL, 0.02)\n"
@@ -207,6 +213,7 @@ TEST_F(ToVariant, LongConversionsServeWhatIsPendingAndCanBeInterrupted) {
           "signal.signal(signal.SIGALRM, on_alarm)"));
   watchdog.Doing("a signal");
   EXPECT_EQ(Convert("[1, [Timed()], 2]").error, "TimeoutError");
+#endif
   watchdog.Doing("an interrupt");
   std::atomic<bool> over{false};
   std::thread other([&] {
