@@ -26,7 +26,10 @@ TraceSession::TraceSession(zrInterpPython& interp, const TraceOptions& options)
   if (!options.coverageFile.empty()) parts_->coverage.emplace(options.coverageFile);
   if (!options.timelineFile.empty()) parts_->timeline.emplace(options.timelineFile);
   if (options.step) {
-    parts_->stepper.emplace(std::cin, std::cerr, [&interp] { interp.InterruptScript(); });
+    parts_->stepper.emplace(std::cin, std::cerr, [&interp] {
+      const PyLock lock;  // whoever holds it interrupts at once, before the script's next line
+      interp.InterruptScript();
+    });
   }
   // An evaluation, rather than Init alone, gives this thread a state that stays.
   if (!interp.EvalScript("pass", zrString())) throw std::runtime_error("Python does not start");
