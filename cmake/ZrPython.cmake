@@ -20,7 +20,7 @@ else()
     # CMake before 3.30 does not find those of a free-threaded build by itself.
     execute_process(
       COMMAND ${Python3_EXECUTABLE} -c "import sysconfig as s; v = s.get_config_var; \
-if v('Py_GIL_DISABLED'): print(v('LIBDIR') + '/' + v('LDLIBRARY'), s.get_path('include'), sep=';')"
+v('Py_GIL_DISABLED') and print(v('LIBDIR') + '/' + v('LDLIBRARY'), s.get_path('include'), sep=';')"
       OUTPUT_VARIABLE free_threaded OUTPUT_STRIP_TRAILING_WHITESPACE)
     if(free_threaded)
       list(GET free_threaded 0 Python3_LIBRARY)
