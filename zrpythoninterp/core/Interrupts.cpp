@@ -41,6 +41,14 @@ void Mark(ThreadRecord& record, int above) {
   if (record.reporting != record.evaluations) record.interruptIsDue = true;
 }
 
+// From inside an evaluation that gave the lock up, for an observer say: it might be over before
+// another thread comes, and needs the lock to go on anyway.
+void DeliverToOneself(ThreadRecord& own) {
+  if (!own.interruptIsDue || HoldsLock()) return;
+  const GilGuard gil(own);
+  if (!gil.isElsewhere() && !PyErr_Occurred()) DeliverInterrupt(own);
+}
+
 }  // namespace
 
 bool InterruptEvaluations(std::uint64_t thread, int above) {
@@ -57,6 +65,7 @@ bool InterruptEvaluations(std::uint64_t thread, int above) {
       LockIsHeld();
       DeliverInterrupt(*record);
     }
+    if (record == &visit.thread()) DeliverToOneself(*record);
     areDue |= record->interruptIsDue;
   }
   if (areDue) DeliverInterruptsSoon();
