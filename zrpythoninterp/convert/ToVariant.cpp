@@ -28,7 +28,7 @@ Kind KindOf(PyObject* object) {
   return IsDict(object) || IsSequence(object) ? Kind::kContainer : Kind::kNone;
 }
 
-bool AppendTo(zrString& text, PyObject* object, const Level* outer, Walk& walk);
+bool AppendTo(zrString& text, PyObject* object, const Level* outer, Walk& walk) ZR_REQUIRES_GIL;
 
 // A number of one of the runtime's own types, which leaves no error pending. False for all else,
 // and for a number that has to be looked at twice.
@@ -45,12 +45,13 @@ bool AppendNumber(zrString& text, PyObject* object) {
 }
 
 // One side of a dictionary's entry; one that has no form reads like an empty value.
-void AppendSide(zrString& text, PyObject* object, const Level& level, Walk& walk) {
+void AppendSide(zrString& text, PyObject* object, const Level& level, Walk& walk) ZR_REQUIRES_GIL {
   if (AppendNumber(text, object)) return;
   if (!AppendTo(text, object, &level, walk)) text += zrVariant().GetString();
 }
 
-void AppendItem(zrString& text, PyObject* key, PyObject* value, const Level& level, Walk& walk) {
+void AppendItem(zrString& text, PyObject* key, PyObject* value, const Level& level,
+                Walk& walk) ZR_REQUIRES_GIL {
   ErrorStash error;
   AppendSide(text, key, level, walk);
   error.Park();
@@ -68,7 +69,7 @@ inline bool CollectText(zrStlVector<zrString>& entries, PyObject* text) ZR_REQUI
 
 // The same for any other element. May leave an error pending, unless it gives true.
 bool CollectOther(zrStlVector<zrString>& entries, PyObject* element, const Level& level,
-                  Walk& walk) {
+                  Walk& walk) ZR_REQUIRES_GIL {
   entries.emplace_back();
   if (AppendNumber(entries.back(), element)) return true;
   if (!AppendTo(entries.back(), element, &level, walk)) entries.pop_back();
@@ -77,7 +78,8 @@ bool CollectOther(zrStlVector<zrString>& entries, PyObject* element, const Level
 
 // The entries of the container that the level stands for, which is the outermost. False when there
 // are none to be had.
-bool CollectEntries(zrStlVector<zrString>& entries, const Level& level, Walk& walk) {
+bool CollectEntries(zrStlVector<zrString>& entries, const Level& level,
+                    Walk& walk) ZR_REQUIRES_GIL {
   entries.reserve(static_cast<size_t>(EntryCount(level.container)));
   if (IsDict(level.container)) {
     ForEachItem(level.container, [&](PyObject* key, PyObject* value, ErrorStash& errors) {
@@ -111,7 +113,7 @@ bool CollectEntries(zrStlVector<zrString>& entries, const Level& level, Walk& wa
 }
 
 // The same as one text, in place: what a list of those entries reads like.
-bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
+bool AppendEntries(zrString& text, const Level& level, Walk& walk) ZR_REQUIRES_GIL {
   const size_t start = text.size();
   bool first = true;
   const auto begin = [&] {
@@ -130,6 +132,7 @@ bool AppendEntries(zrString& text, const Level& level, Walk& walk) {
   bool walked = true;
   if (IsDict(level.container)) {
     ForEachItem(level.container, [&](PyObject* key, PyObject* value, ErrorStash& errors) {
+      LockIsHeld();
       begin();
       AppendItem(text, key, value, level, walk);
       return end(errors);
@@ -188,7 +191,7 @@ bool AppendTo(zrString& text, PyObject* object, const Level* outer, Walk& walk) 
   return false;
 }
 
-bool SetEntries(zrVariant& out, PyObject* container) {
+bool SetEntries(zrVariant& out, PyObject* container) ZR_REQUIRES_GIL {
   Walk walk;
   zrStlVector<zrString> entries;
   if (!CollectEntries(entries, Level{container, nullptr, 1}, walk)) return false;

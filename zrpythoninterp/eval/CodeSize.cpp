@@ -46,7 +46,10 @@ std::size_t SizeOf(PyObject* object) ZR_REQUIRES_GIL {
 
 std::size_t CodeSize(PyCodeObject* code) {
   std::size_t size = OwnCodeSize(code);
-  ForEachCodePart(code, [&size](PyObject* part) { size += SizeOf(part); });
+  ForEachCodePart(code, [&size](PyObject* part) {
+    LockIsHeld();
+    size += SizeOf(part);
+  });
   return size;
 }
 

@@ -36,7 +36,7 @@ PyRef NameIn(const PyTypeObject* type, const char* name) {
   return found;
 }
 
-zrString ClassName(PyObject* error) {
+zrString ClassName(PyObject* error) ZR_REQUIRES_GIL {
   const auto* type = reinterpret_cast<PyTypeObject*>(error);
   if (!IsMadeByScript(type)) return type->tp_name;  // with its module, unless it is built in
   const PyRef qualified =
@@ -166,7 +166,7 @@ void ReadExit(PyObject* error, zrErrorReport& report) {
 
 // ---- places ----
 
-zrErrorPlace PlaceOf(const PyTracebackObject* entry) {
+zrErrorPlace PlaceOf(const PyTracebackObject* entry) ZR_REQUIRES_GIL {
   const PyRef owned = PyRef::Steal(reinterpret_cast<PyObject*>(NewFrameCode(entry->tb_frame)));
   auto* const code = reinterpret_cast<PyCodeObject*>(owned.get());
   const EntryPosition position = PositionOf(entry, code);
@@ -193,7 +193,7 @@ bool AreOfOneScript(const PyTracebackObject* one, const PyTracebackObject* other
 }
 
 // The text or the file that the host gave is that of the outermost entry.
-void ReadPlaces(PyObject* traceback, zrErrorReport& report) {
+void ReadPlaces(PyObject* traceback, zrErrorReport& report) ZR_REQUIRES_GIL {
   const auto* const outermost = reinterpret_cast<PyTracebackObject*>(traceback);
   const PyTracebackObject* own = outermost;
   const PyTracebackObject* innermost = outermost;
@@ -205,7 +205,7 @@ void ReadPlaces(PyObject* traceback, zrErrorReport& report) {
 }
 
 // A text that did not compile has its place in the error itself.
-void ReadSyntaxPlace(PyObject* error, bool isHosts, zrErrorReport& report) {
+void ReadSyntaxPlace(PyObject* error, bool isHosts, zrErrorReport& report) ZR_REQUIRES_GIL {
   const auto* const syntax = reinterpret_cast<PySyntaxErrorObject*>(error);
   if (!syntax->filename || !PyUnicode_Check(syntax->filename)) return;
   const SyntaxEnd end = EndOf(syntax);
