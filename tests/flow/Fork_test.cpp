@@ -49,10 +49,11 @@ class Fork : public zrtest::PythonTest {
     return 0;
   }
 
-  // The same, with a stop and a start.
-  int FirstWrongInLives() {
+  // The same, with a stop and a start. From 3.13 on only the child of the start's thread can stop.
+  int FirstWrongInLives(bool isOnTheStartsThread) {
     if (const int wrong = FirstWrong()) return wrong;
-    if (!interp().Close()) return 7;
+    const bool canStop = isOnTheStartsThread || !zrpy::kStopsOnTheStartsState;
+    if (interp().Close() != canStop) return 7;
     return Text("6 * 7") == "42" ? 0 : 8;
   }
 
@@ -104,23 +105,25 @@ TEST_F(Fork, AChildGoesOnWithoutTheOtherThreads) {
     others.emplace_back([this, script] { Run(script); });
   }
   while (inside_ < 3) std::this_thread::yield();
+  // A print with Python code imports, and a child keeps the lock of an import that it finds taken.
+  const zrString script = zrpy::kPrintsErrorsWithPython ? "fails()" : "fails()\n1 / 0";
   for (int i = 0; i < 2; ++i) {
-    others.emplace_back([this] {
-      while (Text("over") != "true") Run("fails()\n1 / 0");
+    others.emplace_back([this, script] {
+      while (Text("over") != "true") Run(script);
     });
   }
 
   const zrtest::Watchdog watchdog(std::chrono::seconds(110));
-  const auto fork = [this] {
+  const auto fork = [this](bool isOnTheStartsThread) {
     ASSERT_TRUE(Run("pid = os.fork()"));
     const auto pid = static_cast<pid_t>(interp().Export("pid").GetLong64());
-    if (pid == 0) _exit(FirstWrongInLives());
+    if (pid == 0) _exit(FirstWrongInLives(isOnTheStartsThread));
     int status = -1;
     EXPECT_EQ(waitpid(pid, &status, 0), pid);
     EXPECT_EQ(status, 0) << WEXITSTATUS(status);
   };
-  fork();
-  zrtest::OnAnotherThread(fork);
+  fork(true);
+  zrtest::OnAnotherThread([&] { fork(false); });
   EXPECT_TRUE(
       Run("process = many.get_context('fork').Process(target=child)\n"
           "process.start(); process.join()"));

@@ -15,6 +15,7 @@ namespace {
 // Written by starts, behind the shut door, and in the child of a fork.
 PyInterpreterState* mainInterpreter = nullptr;
 PyThreadState* startsState = nullptr;
+bool startsStateIsLost = false;
 
 void Keep(ThreadRecord& thread, PyThreadState* state, bool isTheStarts) {
   // The thread still remembers the last one, and that one took the place of the one before.
@@ -53,14 +54,20 @@ PyThreadState* KeepThreadState(ThreadRecord& thread) {
 void KeepTheStartsState(ThreadRecord& thread) {
   mainInterpreter = PyThreadState_Get()->interp;
   startsState = PyThreadState_Get();
+  startsStateIsLost = false;
   Keep(thread, startsState, true);
 }
 
 void InheritTheStartsState(ThreadRecord& thread) {
-  if (RuntimeLife::Current() == 0 || thread.stateLife != RuntimeLife::Current()) return;
+  const bool isKept = thread.stateLife == RuntimeLife::Current();
+  if (RuntimeLife::Current() == 0 || (isKept && thread.stateIsTheStarts)) return;
+  startsStateIsLost = kStopsOnTheStartsState;
+  if (!isKept) return;
   thread.stateIsTheStarts = true;
   startsState = thread.state;
 }
+
+bool TheStartsStateIsLost() { return startsStateIsLost; }
 
 PyThreadState* TheStartsState() { return startsState; }
 

@@ -21,6 +21,10 @@ void InheritTheStartsState(ThreadRecord& thread);
 // The state on which the runtime started, or which took its place.
 PyThreadState* TheStartsState();
 
+// True in the child of a fork on another thread than the start's, where the runtime would stop on a
+// state that is not there.
+bool TheStartsStateIsLost();
+
 // In core/PyCompat.cpp. A state for the calling thread; null when memory is short.
 PyThreadState* NewThreadState(PyInterpreterState* interp);
 

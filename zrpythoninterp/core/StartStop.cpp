@@ -219,13 +219,15 @@ bool zrInterpPython::stop() {
     zrpy::Turn turn;
     if (!initialized_) return true;  // another thread's stop was first
     turn.AwaitVisitors();
-    if (EndOthers()) {
+    const bool isLost = zrpy::TheStartsStateIsLost();
+    if (!isLost && EndOthers()) {
       finish();
       return !initialized_;
     }
     zrPythonError record;
     record.kind = "RuntimeError";
-    record.message = "an interpreter that a script made still runs";
+    record.message = isLost ? "forked on another thread than the start's: this release cannot stop"
+                            : "an interpreter that a script made still runs";
     record.traceback = record.kind + ": " + record.message + "\n";
     setLastError(&record);
   } catch (const std::bad_alloc&) {
