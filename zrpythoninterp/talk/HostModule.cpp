@@ -1,10 +1,10 @@
-// The module zrhost. Private here: its own text, and the module of the running life. Test:
-// tests/talk/Functions_test.cpp, tests/talk/Output_test.cpp.
+// The module zrhost. Private here: its own text. Test: tests/talk/Functions_test.cpp,
+// tests/talk/Output_test.cpp.
 #include <zrpythoninterp/core/Runtime.h>
 
 #include <zrpythoninterp/core/RuntimeLife.h>
-#include <zrpythoninterp/core/StoreMutex.h>
 #include <zrpythoninterp/talk/HostModule.h>
+#include <zrpythoninterp/talk/KeptObject.h>
 
 #include <cstring>
 #include <exception>
@@ -64,19 +64,6 @@ class _Stream(_io.TextIOBase):
         pass
 )";
 
-StoreMutex keptMutex;
-PyRef& kept = *new PyRef;  // of the running life; never destroyed, as its object is not ours then
-std::uint64_t keptLife = 0;
-
-void DropKept() {
-  PyRef dropped;
-  {
-    const StoreLock lock(keptMutex);
-    keptLife = 0;
-    dropped = std::move(kept);
-  }
-}
-
 // Null with an error pending.
 PyRef Make() ZR_REQUIRES_GIL {
   PyRef module = PyRef::Steal(PyModule_New(kName));
@@ -91,28 +78,11 @@ PyRef Make() ZR_REQUIRES_GIL {
   return module;
 }
 
-PyRef Kept(std::uint64_t life) {
-  const StoreLock lock(keptMutex);
-  return PyRef::Borrow(keptLife == life ? kept.get() : nullptr);
-}
-
 }  // namespace
 
 PyRef HostModule() {
-  const std::uint64_t life = RuntimeLife::Current();
-  if (life == 0) return PyRef::Steal(NewImportedModule(kName));
-  if (PyRef module = Kept(life)) return module;
-  PyRef made = Make();
-  if (!made) return PyRef();
-  {
-    const StoreLock lock(keptMutex);
-    if (keptLife != life) {
-      RuntimeLife::CallAtStop(&DropKept);
-      std::swap(kept, made);
-      keptLife = life;
-    }
-  }
-  return Kept(life);
+  if (RuntimeLife::Current() == 0) return PyRef::Steal(NewImportedModule(kName));
+  return KeptObject<&Make>::Get();
 }
 
 PyRef FindHostClass(HostClass name) {

@@ -5,9 +5,8 @@
 #include <zrpythoninterp/core/GilGuard.h>
 #include <zrpythoninterp/core/InterruptPlaces.h>
 #include <zrpythoninterp/core/PyRef.h>
-#include <zrpythoninterp/core/RuntimeLife.h>
-#include <zrpythoninterp/core/StoreMutex.h>
 #include <zrpythoninterp/talk/Insistence.h>
+#include <zrpythoninterp/talk/KeptObject.h>
 
 #include <utility>
 
@@ -16,19 +15,6 @@ namespace zrpy {
 namespace {
 
 thread_local Insistence* innermost = nullptr;
-
-StoreMutex keptMutex;
-PyRef& kept = *new PyRef;  // of the running life; never destroyed, as its object is not ours then
-std::uint64_t keptLife = 0;
-
-void DropKept() {
-  PyRef dropped;
-  {
-    const StoreLock lock(keptMutex);
-    keptLife = 0;
-    dropped = std::move(kept);
-  }
-}
 
 // The runtime makes an instance of the class when it looks for who catches it, on the thread that
 // is interrupted: the next interrupt is then there before the handler runs.
@@ -49,29 +35,6 @@ PyRef MakeClass() ZR_REQUIRES_GIL {
   static PyType_Spec spec = {"builtins.KeyboardInterrupt", 0, 0, Py_TPFLAGS_DEFAULT, slots};
   const PyRef bases = PyRef::Steal(PyTuple_Pack(1, PyExc_KeyboardInterrupt));
   return PyRef::Steal(bases ? PyType_FromSpecWithBases(&spec, bases.get()) : nullptr);
-}
-
-PyRef Kept(std::uint64_t life) {
-  const StoreLock lock(keptMutex);
-  return PyRef::Borrow(keptLife == life ? kept.get() : nullptr);
-}
-
-// Null with or without an error pending.
-PyRef InterruptClass() ZR_REQUIRES_GIL {
-  const std::uint64_t life = RuntimeLife::Current();
-  if (life == 0) return PyRef();
-  if (PyRef found = Kept(life)) return found;
-  PyRef made = MakeClass();
-  if (!made) return PyRef();
-  {
-    const StoreLock lock(keptMutex);
-    if (keptLife != life) {
-      RuntimeLife::CallAtStop(&DropKept);
-      std::swap(kept, made);
-      keptLife = life;
-    }
-  }
-  return Kept(life);
 }
 
 }  // namespace
@@ -103,7 +66,7 @@ bool Insistence::Insist() {
   while (above_ + 1 < from && !thread_.interruptedFrom.compare_exchange_weak(from, above_ + 1)) {
   }
   thread_.interruptIsDue = false;
-  if (const PyRef type = InterruptClass()) {
+  if (const PyRef type = KeptObject<&MakeClass>::Get()) {
     PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(identity_), type.get());
   }
   PyErr_Clear();
