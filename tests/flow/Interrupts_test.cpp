@@ -126,7 +126,7 @@ TEST_F(Interrupts, LeaveLocksOfTheLibraryInOrder) {
   std::vector<std::thread> threads;
   for (const char* const script : kScripts) {
     threads.emplace_back([this, script, &left] {
-      for (int i = 0; i < 150; ++i) Run(script);
+      for (int i = 0; i < 30; ++i) Run(script);
       --left;
     });
   }
