@@ -211,6 +211,26 @@ TEST_F(MemoryRunsOutAround, TheEntryOfAThread) {
   }
 }
 
+// Another thread than the start's has more to do. Where the stop is refused, scripts run on.
+TEST_F(MemoryRunsOutAround, AStopOnAnotherThread) {
+  for (const Memory memory : {Memory::kRuntime, Memory::kHost}) {
+    ASSERT_TRUE(Run("import threading"));
+    {
+      const GilGuard gil;
+      if (memory == Memory::kRuntime) WatchRuntimeMemory();
+    }
+    bool sufficed = false;
+    for (long nth = 1; !sufficed && !HasFailure(); nth += 1 + nth / 16) {
+      OnAnotherThread([&] {
+        sufficed = Suffices(memory, nth, [this] { return interp().Close(); });
+        if (!sufficed && interp().Init()) {
+          EXPECT_EQ(Text("__import__('threading').main_thread().is_alive()"), "true");
+        }
+      });
+    }
+  }
+}
+
 // Later requests are sampled: there are hundreds, and each costs a life.
 TEST_F(MemoryRunsOutAround, AStart) {
   bool sufficed = false;

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <new>
 #include <thread>
 
 namespace zrpy {
@@ -66,7 +67,9 @@ GilGuard::GilGuard(ThreadRecord& thread) {
     return;
   }
   if (!own && RuntimeLife::Current() == 0) {  // during a stop nothing new is kept
-    PyGILState_Ensure();
+    PyThreadState* const state = NewThreadState(MainInterpreter());
+    if (!state) throw std::bad_alloc();
+    TakeLock(state);
     way_ = Way::kTemporary;
     return;
   }

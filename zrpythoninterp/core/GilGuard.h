@@ -49,6 +49,13 @@ inline void TakeLock(PyThreadState* state) {
   }
 }
 
+// Destroys the state that holds the lock, and gives the lock up. Runs script code. Not by
+// PyGILState_Release: see GiveUpThreadState.
+inline void GiveUpCurrentState() {
+  PyThreadState_Clear(PyThreadState_Get());
+  PyThreadState_DeleteCurrent();
+}
+
 // Holds the lock for its life, on any thread, also on one that holds it already. Declared ahead of
 // every PyRef of its scope, so that the references go first. The runtime must be up. Throws
 // std::bad_alloc where there is no memory for a thread state.
@@ -60,7 +67,7 @@ class ZR_THREAD_ATTRIBUTE(scoped_lockable) GilGuard {
   ~GilGuard() ZR_THREAD_ATTRIBUTE(release_capability()) {
     if (elsewhere_) MoveToStack(PyThreadState_Get(), elsewhere_->stack.low, elsewhere_->stack.size);
     if (way_ == Way::kTaken) PyEval_SaveThread();
-    if (way_ == Way::kTemporary) PyGILState_Release(PyGILState_UNLOCKED);
+    if (way_ == Way::kTemporary) GiveUpCurrentState();
   }
   GilGuard(const GilGuard&) = delete;
   GilGuard& operator=(const GilGuard&) = delete;

@@ -94,11 +94,17 @@ constexpr const char* kTaken = "started by somebody else";
 // Why the runtime can never start again in this process; null while it can. Never freed.
 std::atomic<const zrString*> refusedForGood{nullptr};
 
-// On a turn, without the lock. False when a script's own interpreter still runs: the stop would end
-// the process.
-bool EndOthers() {
+// On a turn, with nobody inside, without the lock. What has to be done before a stop can be begun;
+// says why it cannot be, null when it can. The calling thread has a thread state then. Throws
+// std::bad_alloc; it can be repeated.
+const char* PrepareStop() {
+  if (zrpy::TheStartsStateIsLost()) {
+    return "forked on another thread than the start's: this release cannot stop";
+  }
   const zrpy::GilGuard gil;
-  return zrpy::EndSubinterpreters();
+  if (!zrpy::EndSubinterpreters()) return "an interpreter that a script made still runs";
+  zrpy::AdoptMainThread();
+  return nullptr;
 }
 
 }  // namespace
@@ -214,29 +220,34 @@ zrString zrInterpPython::start() {
 // of another thread starts the runtime again.
 bool zrInterpPython::stop() {
   if (!initialized_) return true;
-  try {
-    if (!MayStop()) return false;
-    zrpy::Turn turn;
-    if (!initialized_) return true;  // another thread's stop was first
-    turn.AwaitVisitors();
-    const bool isLost = zrpy::TheStartsStateIsLost();
-    if (!isLost && EndOthers()) {
-      finish();
-      return !initialized_;
-    }
+  const auto refuse = [this](const char* kind, const char* message) {
     zrPythonError record;
-    record.kind = "RuntimeError";
-    record.message = isLost ? "forked on another thread than the start's: this release cannot stop"
-                            : "an interpreter that a script made still runs";
+    record.kind = kind;
+    record.message = message;
     record.traceback = record.kind + ": " + record.message + "\n";
     setLastError(&record);
+  };
+  try {
+    try {
+      if (!MayStop()) return false;
+      zrpy::Turn turn;
+      if (!initialized_) return true;  // another thread's stop was first
+      turn.AwaitVisitors();
+      const char* const refusal = PrepareStop();
+      if (!refusal) {
+        finish();
+        return !initialized_;
+      }
+      refuse("RuntimeError", refusal);
+    } catch (const std::bad_alloc&) {
+      refuse("MemoryError", "the runtime stays up");
+    }
   } catch (const std::bad_alloc&) {
-  }  // for what the thread needs to come in: the runtime stays up
+  }  // nor is there any to say so
   return false;
 }
 
-// On a turn, with nobody inside, without the lock. Throws std::bad_alloc, before it changes
-// anything.
+// On a turn, with nobody inside, without the lock. The thread has a thread state.
 //
 // The runtime's own stop runs script code, which may call back into the host and so take the lock.
 // That works only on the state that PyGILState_Ensure finds, so a thread other than the starting
@@ -253,12 +264,11 @@ void zrInterpPython::finish() {
       zrpy::MoveToStack(mainThreadState_, thread.stack.low, thread.stack.size);
     }
   } else {
-    PyEval_RestoreThread(own ? own : zrpy::KeepThreadState(thread));
+    PyEval_RestoreThread(own);
   }
   zrpy::LockIsHeld();
   startIsOver_ = false;
   zrpy::RuntimeLife::End();
-  zrpy::AdoptMainThread();
   zrpy::RuntimeLife::DropKept();
   if (!zrpy::CallAtExit(&LeaveThreadsBehind)) LeaveThreadsBehind();
   {
