@@ -49,22 +49,13 @@ std::string PathInLibrary(std::string_view file) {
   return std::string();
 }
 
-// The names that a function uses tell its releases apart.
-bool Uses(PyCodeObject* code, const char* name) {
-  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(code->co_names); ++i) {
-    if (TextOf(PyTuple_GET_ITEM(code->co_names, i)) == name) return true;
-  }
-  return false;
-}
-
 // The waits of threading, which are made to be interrupted: else a loop of short ones could never
-// be. That of a condition is one between taking its own lock and putting back that of the
-// condition; that for a thread's end gives its lock back since 3.9.8.
+// be. A wait gives what it holds back when its try statement ends, in which a second interrupt must
+// not meet it; that of older releases for a thread's end has none. A join keeps nothing itself.
 bool Waits(PyFrameObject* frame, PyCodeObject* code) {
   const std::string_view function = TextOf(code->co_name);
-  if (function == "wait") return HasLocal(frame, "gotit");
-  if (function == "_wait_for_tstate_lock") return Uses(code, "locked");
-  return function == "join";
+  if (function == "join") return true;
+  return (function == "wait" || function == "_wait_for_tstate_lock") && IsInTryBody(frame);
 }
 
 }  // namespace

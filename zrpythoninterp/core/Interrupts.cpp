@@ -22,9 +22,7 @@ void DropInterrupt() {
   LockIsHeld();
   if (MeetInterrupt()) return;
   PyErr_Clear();
-  if (PyThreadState_Get()->async_exc) {  // memory is short
-    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(PyThread_get_thread_ident()), nullptr);
-  }
+  if (PyThreadState_Get()->async_exc) TakeInterruptBack(PyThreadState_Get());  // memory is short
 }
 
 bool Concerns(const ThreadRecord& record, std::uint64_t thread, int above) {

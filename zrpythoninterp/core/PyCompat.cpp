@@ -80,17 +80,22 @@ SwitchesSoon::~SwitchesSoon() {
   switching.Leave(switching.users - 1);
 }
 
-// The runtime leaves it with the newest state of that thread identifier, and the state of a thread
-// that is just being started bears that of the thread which starts it.
-void LeaveInterrupt(PyThreadState* state) {
-  const auto identity = static_cast<AsyncThreadId>(state->thread_id);
-  PyThreadState_SetAsyncExc(identity, PyExc_KeyboardInterrupt);
-  PyThreadState* newest = PyInterpreterState_ThreadHead(state->interp);
-  while (newest && newest->thread_id != state->thread_id) newest = PyThreadState_Next(newest);
-  if (!newest || newest == state) return;
-  const PyRef before = PyRef::Steal(state->async_exc);
-  state->async_exc = std::exchange(newest->async_exc, nullptr);
+namespace {
+
+// PyThreadState_SetAsyncExc goes by a number that other states can bear, too: the state of a thread
+// that is being started bears that of the thread which starts it, and changes it without the lock.
+// So this state bears, for the moment, one that no other does. The lock is held; nobody looks.
+void SetAsyncError(PyThreadState* state, PyObject* error) {
+  const auto identity = std::exchange(state->thread_id, static_cast<AsyncThreadId>(-1));
+  PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(-1), error);
+  state->thread_id = identity;
 }
+
+}  // namespace
+
+void LeaveInterrupt(PyThreadState* state) { SetAsyncError(state, PyExc_KeyboardInterrupt); }
+
+void TakeInterruptBack(PyThreadState* state) { SetAsyncError(state, nullptr); }
 
 #else
 
@@ -106,6 +111,10 @@ void LeaveInterrupt(PyThreadState* state) {
 #else
   _PyEval_SignalAsyncExc(state->interp);
 #endif
+}
+
+void TakeInterruptBack(PyThreadState* state) {
+  PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(state->thread_id), nullptr);
 }
 
 bool AddPendingCall(PyInterpreterState* interp, int (*function)(void*)) {

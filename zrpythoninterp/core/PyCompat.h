@@ -10,7 +10,9 @@
 #include <frameobject.h>
 #include <marshal.h>
 #include <pythread.h>
+#include <zrpythoninterp/core/ExceptionTable.h>
 
+#include <string_view>
 #include <vector>
 
 // A release that is newer than this file knows is tried, with a warning from PyCompat.cpp.
@@ -408,6 +410,9 @@ constexpr bool kCurrentStateIsTheThreads = PY_VERSION_HEX >= 0x030C0000;
 // one that a script left there itself stays.
 void LeaveInterrupt(PyThreadState* state);
 
+// Lock held. Takes one that was left there, and was not raised yet, away again.
+void TakeInterruptBack(PyThreadState* state);
+
 // Since 3.12 a call can be left with the runtime, without the lock, that is made by whichever
 // thread of the interpreter runs Python next; before, such calls come to the first thread alone.
 // False where too many wait already.
@@ -672,30 +677,6 @@ class CollectionWaits {
   int was_ = 0;
 };
 
-// Whether a local name of the function is bound. No error may be pending. Lock held.
-inline bool HasLocal(PyFrameObject* frame, const char* name) {
-#if PY_VERSION_HEX >= 0x030C0000
-  PyObject* const value = PyFrame_GetVarString(frame, name);
-  if (!value) PyErr_Clear();
-  Py_XDECREF(value);
-  return value != nullptr;
-#elif PY_VERSION_HEX >= 0x030B0000
-  PyObject* const locals = PyFrame_GetLocals(frame);
-  const bool has = locals && PyDict_GetItemString(locals, name);
-  if (!locals) PyErr_Clear();
-  Py_XDECREF(locals);
-  return has;
-#else
-  PyObject* const names = frame->f_code->co_varnames;
-  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(names); ++i) {
-    if (PyUnicode_CompareWithASCIIString(PyTuple_GET_ITEM(names, i), name) == 0) {
-      return frame->f_localsplus[i] != nullptr;
-    }
-  }
-  return false;
-#endif
-}
-
 // Where an entry of a traceback stands in its file. Lines from 1. Columns in bytes of UTF-8, from
 // 0; -1 where the runtime knows none, as all do before 3.11.
 struct EntryPosition {
@@ -795,6 +776,22 @@ enum class Op : unsigned char {
   kLeave,
 };
 Op OpOf(unsigned char opcode);
+
+// Whether the function stands in the body of a try statement, and not in a handler; up to 3.10 the
+// body of a with statement looks the same.
+inline bool IsInTryBody(PyFrameObject* frame) {
+#if PY_VERSION_HEX >= 0x030B0000
+  PyCodeObject* const code = PyFrame_GetCode(frame);
+  const std::string_view table(PyBytes_AS_STRING(code->co_exceptiontable),
+                               static_cast<size_t>(PyBytes_GET_SIZE(code->co_exceptiontable)));
+  const ExceptionTable::Entry entry = ExceptionTable(table).Find(PyFrame_GetLasti(frame));
+  Py_DECREF(code);
+  return entry.target >= 0 && !entry.restoresPosition;
+#else
+  constexpr int kHandler = 257;  // EXCEPT_HANDLER
+  return frame->f_iblock > 0 && frame->f_blockstack[frame->f_iblock - 1].b_type != kHandler;
+#endif
+}
 
 // Whether the function has just left a block and not yet run what stands at its end: up to 3.9 an
 // error that is raised there goes past it, so that a with statement keeps its lock.

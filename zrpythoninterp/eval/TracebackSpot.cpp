@@ -2,6 +2,7 @@
 // tests/eval/StoredErrorValue_test.cpp.
 #include <zrpythoninterp/core/Runtime.h>
 
+#include <zrpythoninterp/core/ExceptionTable.h>
 #include <zrpythoninterp/eval/TracebackSpot.h>
 
 #include <algorithm>
@@ -15,7 +16,7 @@ namespace zrpy {
 namespace {
 
 using Bytes = std::string_view;
-constexpr int kInstructionBytes = 2;
+constexpr int kInstructionBytes = ExceptionTable::kUnitBytes;
 
 unsigned char ByteAt(Bytes bytes, int position) {
   const size_t index = static_cast<size_t>(position);
@@ -30,34 +31,11 @@ int SkipPrefixes(Bytes code, int position) {
   return position;
 }
 
-// A number of the exception table: six bits to a byte, highest first, and one bit for "more
-// follows".
-int ReadTableNumber(Bytes table, int& position) {
-  int number = ByteAt(table, position) & 0x3f;
-  while ((ByteAt(table, position++) & 0x40) != 0) {
-    number = (number << 6) | (ByteAt(table, position) & 0x3f);
-  }
-  return number;
-}
-
-// Where an error at the position goes on, or -1 when the code has no place for it.
-int TableTarget(Bytes table, int position) {
-  const int end = static_cast<int>(table.size());
-  for (int index = 0; index < end;) {
-    const int start = ReadTableNumber(table, index) * kInstructionBytes;
-    const int length = ReadTableNumber(table, index) * kInstructionBytes;
-    const int target = ReadTableNumber(table, index) * kInstructionBytes;
-    ReadTableNumber(table, index);  // depth of the value stack
-    if (position >= start && position < start + length) return target;
-  }
-  return -1;
-}
-
 // 3.11 and later. Generators and inlined comprehensions have entries of their own, which only tidy
 // up and send the error on: those are followed to the next one.
 bool TableCatches(Bytes code, Bytes table, int position) {
   for (size_t steps = 0; steps < code.size(); ++steps) {
-    position = TableTarget(table, position);
+    position = ExceptionTable(table).Find(position).target;
     if (position < 0) return false;
     if (OpAt(code, position) == Op::kHandler) return true;
   }
