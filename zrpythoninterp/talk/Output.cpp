@@ -6,6 +6,7 @@
 #include <zrpythoninterp/core/StoreMutex.h>
 #include <zrpythoninterp/talk/Aside.h>
 #include <zrpythoninterp/talk/HostModule.h>
+#include <zrpythoninterp/talk/KeptObject.h>
 #include <zrpythoninterp/talk/Output.h>
 #include <zrpythoninterp/talk/OwnedFunction.h>
 #include <zrpythoninterp/talk/Talk.h>
@@ -151,6 +152,23 @@ PyRef NewStream(std::shared_ptr<Output> output, const Place& place,
             : nullptr);
 }
 
+PyRef NewDict() { return PyRef::Steal(PyDict_New()); }
+
+// By its name, our stream of this life; by the name of the runtime's own, the one that ours took
+// the place of. Up to 3.13 the runtime prints to what sys has without owning it, so what is taken
+// from there stays: one and the same of ours, however often a host changes its mind.
+using KeptStreams = KeptObject<&NewDict>;
+
+// Null with an error pending.
+PyRef StreamOf(std::shared_ptr<Output> output, const Place& place, PyObject* type,
+               PyObject* kept) ZR_REQUIRES_GIL {
+  PyRef stream = PyRef::Steal(NewDictItem(kept, place.name.c_str()));
+  if (stream || PyErr_Occurred()) return stream;
+  stream = NewStream(std::move(output), place, type);
+  if (stream && PyDict_SetItemString(kept, place.name.c_str(), stream.get()) < 0) return PyRef();
+  return stream;
+}
+
 }  // namespace
 
 void Output::Set(Function function) {
@@ -252,16 +270,19 @@ void Output::handOver(const zrString& stream, const zrString& text) {
 
 void Output::ChangeStreams() {
   const PyRef type = FindHostClass(HostClass::kStream);
-  if (!type) return;
+  const PyRef kept = type ? KeptStreams::Get() : PyRef();
+  if (!kept) return;
   const bool set = IsSet();
   for (const Place& place : kPlaces) {
     const PyRef now = PyRef::Steal(NewSysObject(place.name.c_str()));
     const bool ours = now && reinterpret_cast<PyObject*>(Py_TYPE(now.get())) == type.get();
     PyErr_Clear();
     if (ours == set) continue;
-    const PyRef next = set ? NewStream(shared_from_this(), place, type.get())
+    const PyRef next = set ? StreamOf(shared_from_this(), place, type.get(), kept.get())
                            : PyRef::Steal(NewSysObject(place.runtimesOwn));
-    if (!next || PySys_SetObject(place.name.c_str(), next.get()) < 0) return;
+    if (!next) return;
+    if (set && now && PyDict_SetItemString(kept.get(), place.runtimesOwn, now.get()) < 0) return;
+    if (PySys_SetObject(place.name.c_str(), next.get()) < 0) return;
   }
 }
 
