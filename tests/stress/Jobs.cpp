@@ -52,14 +52,14 @@ constexpr const char* kScripts[] = {
     "import threading\nlocal = threading.local(); local.last = [1]",
 };
 
-// Threads for which no stop waits. Up to 3.8 one that comes too late stays, and the runtime with it
-// down.
+// Threads for which no stop waits. On some releases one that comes too late stays, and the runtime
+// with it down.
 constexpr const char* kDaemons[] = {
     "import threading, time\nthread = threading.Thread(target=time.sleep, args=(0.01,))\n"
     "thread.daemon = True\nthread.start()",
     "import _thread, zrhost\n_thread.start_new_thread(zrhost.evaluate, ())",
 };
-constexpr bool kDaemonsEnd = zrpy::kRuntimeMinor >= 9;
+constexpr bool kDaemonsEnd = !zrpy::kThreadsComeBackLater || zrpy::kEndsLateThreads;
 
 // In the child there is this thread alone, which evaluates and goes.
 constexpr const char kFork[] =

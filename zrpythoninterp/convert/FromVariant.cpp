@@ -55,7 +55,7 @@ PyRef FromString(const zrVariant& value) ZR_REQUIRES_GIL {
 PyRef FromStringList(const zrVariant& value) ZR_REQUIRES_GIL {
   zrStlVector<zrString> scratch;
   const size_t size = zrVariantAccess::StringList(value, scratch).size();
-  PyRef list = PyRef::Steal(PyList_New(static_cast<Py_ssize_t>(size)));
+  PyRef list = PyRef::Steal(NewList(static_cast<Py_ssize_t>(size)));
   if (!list) return list;
   // That can collect garbage, and so come to a callback of the host that changes the value.
   const zrStlVector<zrString>& texts = zrVariantAccess::StringList(value, scratch);

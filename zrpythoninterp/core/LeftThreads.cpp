@@ -3,7 +3,6 @@
 #include <zrpythoninterp/core/Runtime.h>
 
 #include <zrpythoninterp/core/LeftThreads.h>
-#include <zrpythoninterp/core/Subinterpreters.h>
 #include <zrpythoninterp/host/PlatformThreads.h>
 
 #include <algorithm>
@@ -45,11 +44,7 @@ bool CanComeBack(const LeftThread& thread) {
 
 void NoteLeftThreads() {
   if (!kThreadsComeBackLater) return;
-  PyThreadState* const own = PyThreadState_Get();
-  for (PyThreadState* state = PyInterpreterState_ThreadHead(own->interp); state;
-       state = PyThreadState_Next(state)) {
-    if (state == own || !RunsCode(state)) continue;
-    const auto identity = static_cast<unsigned long>(state->thread_id);
+  for (const unsigned long identity : ThreadsThatRun()) {
     // Parked on its way back from a callback.
     if (HasRecord(identity, [](const ThreadRecord& record) { return record.isInHost.load(); })) {
       continue;

@@ -409,6 +409,37 @@ PyThreadState* NewThreadState(PyInterpreterState* interp) {
 #endif
 }
 
+// ---- threads that a stop leaves ----
+
+#if defined(Py_GIL_DISABLED) && PY_VERSION_HEX < 0x030E0000
+extern "C" PyAPI_FUNC(PyObject*) _PyThread_CurrentFrames(void);
+
+// Their frames change while they are looked at, but for the runtime's own look, which stops all.
+std::vector<unsigned long> ThreadsThatRun() {
+  std::vector<unsigned long> threads;
+  const PyRef frames = PyRef::Steal(_PyThread_CurrentFrames());
+  PyErr_Clear();  // an audit hook may object
+  PyObject* thread = nullptr;
+  for (Py_ssize_t at = 0; frames && PyDict_Next(frames.get(), &at, &thread, nullptr) != 0;) {
+    const unsigned long identity = PyLong_AsUnsignedLong(thread);
+    if (identity != PyThread_get_thread_ident()) threads.push_back(identity);
+  }
+  return threads;
+}
+#else
+std::vector<unsigned long> ThreadsThatRun() {
+  std::vector<unsigned long> threads;
+  PyThreadState* const own = PyThreadState_Get();
+  for (PyThreadState* state = PyInterpreterState_ThreadHead(own->interp); state;
+       state = PyThreadState_Next(state)) {
+    if (state != own && RunsCode(state)) {
+      threads.push_back(static_cast<unsigned long>(state->thread_id));
+    }
+  }
+  return threads;
+}
+#endif
+
 // ---- interpreters that scripts make ----
 
 bool LeftInterpretersEndTheProcess() { return PY_VERSION_HEX < 0x030E0000; }

@@ -165,13 +165,12 @@ constexpr bool kStaticTypesOutliveTheRuntime =
     PY_VERSION_HEX < 0x030C0000 || PY_VERSION_HEX >= 0x030D0000;
 
 // Whether a thread that runs script code when the runtime stops, and sleeps through what is left of
-// that life, comes back into the next one, which crashes it: since 3.14, and without the lock, it
-// waits for ever.
-#if PY_VERSION_HEX < 0x030E0000 && !defined(Py_GIL_DISABLED)
-constexpr bool kThreadsComeBackLater = true;
-#else
-constexpr bool kThreadsComeBackLater = false;
-#endif
+// that life, comes back into the next one, which crashes it: since 3.14 it waits for ever.
+constexpr bool kThreadsComeBackLater = PY_VERSION_HEX < 0x030E0000;
+
+// Lock held. The other threads that run code in the first interpreter, as the runtime knows them.
+// Throws std::bad_alloc.
+std::vector<unsigned long> ThreadsThatRun();
 
 // Whether the runtime ends a thread that asks for its lock when it has stopped; before and since,
 // the thread waits for ever.
@@ -556,6 +555,20 @@ inline PyObject* NewModule(const char* name) {
   PyObject* const module = PyImport_AddModule(name);
   Py_XINCREF(module);
   return module;
+#endif
+}
+
+// A list of that many places, which the caller fills. Null with an error pending. Where there is no
+// lock, the runtime's own call takes a list apart that it has not made yet when memory runs out.
+inline PyObject* NewList(Py_ssize_t size) {
+#ifdef Py_GIL_DISABLED
+  PyObject* const one = PyList_New(0);
+  if (!one || size == 0) return one;
+  PyObject* const list = PyList_Append(one, Py_None) == 0 ? PySequence_Repeat(one, size) : nullptr;
+  Py_DECREF(one);
+  return list;  // whose None needs no count
+#else
+  return PyList_New(size);
 #endif
 }
 

@@ -77,14 +77,8 @@ PyRef FirstFilters() {
   return filters && PyList_CheckExact(filters.get()) ? std::move(filters) : PyRef();
 }
 
-// Where the list was emptied meanwhile, there is nothing to take out. The first way needs no
-// memory; without the global lock the list can change between its two steps, and its own method is
-// used. May leave an error pending.
+// Where the list was emptied meanwhile, there is nothing to take out.
 void TakeOut(PyObject* filters, PyObject* filter) ZR_REQUIRES_GIL {
-  if (!kHasGlobalLock) {
-    PyRef::Steal(PyObject_CallMethod(filters, "remove", "(O)", filter));
-    return;
-  }
   Py_ssize_t place = PyList_GET_SIZE(filters);
   while (place-- > 0) {
     if (PyList_GET_ITEM(filters, place) == filter) break;
@@ -96,6 +90,10 @@ void TakeOut(PyObject* filters, PyObject* filter) ZR_REQUIRES_GIL {
 
 WarningWatch::WarningWatch() : filter_(Filter()), outer_(std::exchange(warnings, 0)) {
   if (filter_) filters_ = FirstFilters();
+  if (filters_ && !kHasGlobalLock) {
+    remove_ = PyRef::Steal(PyObject_GetAttrString(filters_.get(), "remove"));
+    if (!remove_) filters_.reset();
+  }
   if (filters_ && PyList_Insert(filters_.get(), 0, filter_.get()) < 0) filters_.reset();
   PyErr_Clear();
 }
@@ -105,7 +103,13 @@ WarningWatch::~WarningWatch() {
   if (!filters_) return;
   ErrorStash pending;
   pending.Park();
-  TakeOut(filters_.get(), filter_.get());
+  // Neither way needs memory. Without the global lock the list can change between the two steps of
+  // the first.
+  if (kHasGlobalLock) {
+    TakeOut(filters_.get(), filter_.get());
+  } else {
+    PyRef::Steal(PyObject_CallFunctionObjArgs(remove_.get(), filter_.get(), nullptr));
+  }
   PyErr_Clear();
 }
 

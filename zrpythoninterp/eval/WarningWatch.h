@@ -23,6 +23,7 @@ class WarningWatch {
  private:
   PyRef filters_;  // the list, with the filter in it; null: no way to watch
   PyRef filter_;
+  PyRef remove_;          // the list's method, where there is no global lock
   const unsigned outer_;  // what the watch around this one had noticed
 };
 
