@@ -3,9 +3,11 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <set>
 #include <string>
+#include <system_error>
 
 namespace fs = std::filesystem;
 
@@ -36,10 +38,43 @@ zrString PlatformName() {
   return fs::path(uklLibrary::GetAbsoluteFileName("/$PLATFORM")).filename().string();
 }
 
-void LinkTree(const zrString& from, const zrString& to) {
+namespace {
+
+bool Link(const zrString& from, const zrString& to) {
   std::error_code failed;
   fs::create_directory_symlink(fs::u8path(from), fs::u8path(to), failed);
-  if (!failed) return;
+  return !failed;
+}
+
+// A runtime home of links to files costs more than most tests, so one that a test is done with is
+// kept for later ones, which take it by a move.
+fs::path KeptHome(int place) {
+  const std::size_t home = std::hash<std::string>()(ZR_TEST_PYTHON_HOME);
+  return fs::temp_directory_path() /
+         ("zrtest-home-" + std::to_string(home) + "-" + std::to_string(place));
+}
+constexpr int kKeptHomes = 4;
+
+bool TakeKeptHome(const fs::path& home) {
+  std::error_code failed = std::make_error_code(std::errc::no_such_file_or_directory);
+  for (int place = 0; failed && place < kKeptHomes; ++place) {
+    fs::rename(KeptHome(place), home, failed);
+  }
+  return !failed;
+}
+
+void KeepHome(const fs::path& home) {
+  std::error_code failed = std::make_error_code(std::errc::file_exists);
+  for (int place = 0; failed && place < kKeptHomes; ++place) {
+    fs::rename(home, KeptHome(place), failed);  // not where there is one
+  }
+}
+
+}  // namespace
+
+void LinkTree(const zrString& from, const zrString& to) {
+  if (Link(from, to)) return;
+  std::error_code failed;
   // Large, and nothing that a test needs.
   const std::set<zrString> spared = {
       "Doc",        "Scripts", "Tools",      "__pycache__",   "idlelib",  "include", "lib2to3",
@@ -68,8 +103,13 @@ InstallationRoot::InstallationRoot(Layout layout) {
   const fs::path home =
       fs::path(path() + places[static_cast<int>(layout)] + PlatformName()).lexically_normal();
   fs::create_directories(home.parent_path());
-  LinkTree(ZR_TEST_PYTHON_HOME, home.u8string());
+  isLink_ = Link(ZR_TEST_PYTHON_HOME, home.u8string());
+  if (!isLink_ && !TakeKeptHome(home)) LinkTree(ZR_TEST_PYTHON_HOME, home.u8string());
   home_ = fs::path(home).make_preferred().u8string();
+}
+
+InstallationRoot::~InstallationRoot() {
+  if (!home_.empty() && !isLink_) KeepHome(fs::u8path(home_));
 }
 
 }  // namespace zrtest

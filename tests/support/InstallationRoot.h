@@ -28,13 +28,17 @@ zrString PlatformName();
 // user's rights have none, links to its files, or copies.
 void LinkTree(const zrString& from, const zrString& to);
 
-// An installation root: <folder>/product, with a link to the build's runtime as its runtime home.
+// An installation root: <folder>/product, with a link to the build's runtime as its runtime home,
+// in which tests write nothing.
 class InstallationRoot {
  public:
   // Where the runtime lies, in the order in which the library looks.
   enum class Layout { kBeside, kThirdParty, kInside, kNone };
 
   explicit InstallationRoot(Layout layout = Layout::kInside);
+  ~InstallationRoot();
+  InstallationRoot(const InstallationRoot&) = delete;
+  InstallationRoot& operator=(const InstallationRoot&) = delete;
 
   zrString path() const { return folder_.path() + "/product"; }
   const TemporaryFolder& folder() const { return folder_; }
@@ -44,6 +48,7 @@ class InstallationRoot {
  private:
   TemporaryFolder folder_;
   zrString home_;
+  bool isLink_ = false;
 };
 
 }  // namespace zrtest
