@@ -49,7 +49,7 @@ TEST_F(RunFile, ChoosesTheFileByItsExtensionAndByWhatIsThere) {
       {"endless.pyc", "endless.pyc"},
       {"silent.py", "silent.py"},
       {place + "hidden.py", place + "hidden.pyc"},
-      {"", ""},
+      {"", zrpy::kKeepsTrailingDot ? "." : ""},
   };
   std::filesystem::current_path(std::filesystem::u8path(place));
   for (const auto& [file, outcome] : cases) {

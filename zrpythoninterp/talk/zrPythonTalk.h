@@ -105,8 +105,9 @@ class ZR_EXPORT zrPythonTalk {
 
   // ---- talk/Contexts.cpp: the named contexts ----
 
-  /// The names of the contexts, in the order in which they were made; none when the runtime is not
-  /// up. **Form**: UTF-8; names that scripts made and that have no UTF-8 form are left out.
+  /// The names of the contexts, in the order in which they were made, on 3.5 in no order; none when
+  /// the runtime is not up. **Form**: UTF-8; names that scripts made and that have no UTF-8 form
+  /// are left out.
   zrStlVector<zrString> Contexts() const;
   /// Forgets a context, and collects what is then unreachable, so that the memory comes back. An
   /// evaluation that runs in it goes on; the next one makes the context anew. Code that scripts
