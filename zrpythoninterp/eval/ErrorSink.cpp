@@ -19,6 +19,11 @@ bool IsInsideCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0
 // Of a piece that is longer than both ends only these are turned into UTF-8.
 void TextEnds::Append(PyObject* piece) {
   const auto add = [this](const PyRef& text) ZR_REQUIRES_GIL {
+    if (text && PyUnicode_IS_ASCII(text.get())) {  // next to all, and UTF-8 as it stands
+      append({reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(text.get())),
+              static_cast<size_t>(PyUnicode_GET_LENGTH(text.get()))});
+      return;
+    }
     const PyRef bytes = PyRef::Steal(
         text ? PyUnicode_AsEncodedString(text.get(), "utf-8", "backslashreplace") : nullptr);
     if (bytes) {
@@ -28,6 +33,7 @@ void TextEnds::Append(PyObject* piece) {
   };
   if (isLost_) return;
   constexpr Py_ssize_t kEnd = kMaxEnd;
+  if (!MakeReady(piece)) return PyErr_Clear();
   const Py_ssize_t length = PyUnicode_GET_LENGTH(piece);
   if (length <= 2 * kEnd) return add(PyRef::Borrow(piece));
   add(PyRef::Steal(PyUnicode_Substring(piece, 0, kEnd)));
