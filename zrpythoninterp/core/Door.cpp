@@ -6,6 +6,7 @@
 #include <zrpythoninterp/core/InterruptDelivery.h>
 #include <zrpythoninterp/core/KeptThreadState.h>
 #include <zrpythoninterp/host/Mutex.h>
+#include <zrpythoninterp/host/Platform.h>
 #include <zrpythoninterp/host/PlatformThreads.h>
 
 #include <chrono>
@@ -52,8 +53,9 @@ bool IsOfTheRuntime(const ThreadRecord& thread) {
 }
 
 // Who comes in is counted as inside first and looks at the door then; who shuts it does the
-// reverse.
+// reverse, with a fence for both sides.
 void AwaitEach(const ThreadRecord& self) {
+  FenceOtherThreads();
   for (const ThreadRecord* other = Door::Records(); other; other = other->next) {
     for (int looks = 0; other != &self && other->inside; ++looks) {
       looks < 100 ? std::this_thread::yield()
@@ -74,7 +76,8 @@ void GiveUpRecord(ThreadRecord& thread) {
   thread.state = thread.foreignState = nullptr;
   thread.stateLife = 0;
   thread.inside = false;
-  thread.visits = thread.observerWalks = 0;
+  thread.visits = 0;
+  for (WalkPlace* walk = &thread.walk; walk; walk = walk->inner) walk->at = nullptr;
   thread.hasTurn = thread.isParked = thread.isInHost = false;
   ForgetEvaluations(thread);
   thread.thread = 0;  // last: from here on it may be another thread's
@@ -158,7 +161,7 @@ std::uint64_t Door::Endings() { return endings; }
 
 Door::Way Door::GoIn(ThreadRecord& thread, Wish wish) {
   for (;;) {
-    thread.inside.store(true, std::memory_order_seq_cst);
+    StoreAheadOfLoads(thread.inside, true);
     const int state = shut.load(std::memory_order_seq_cst);
     if (state == kOpen) return Way::kThroughTheOpenDoor;
     const bool passes = IsOfTheRuntime(thread);

@@ -5,12 +5,22 @@
 #include <zrpythoninterp/core/PyCompat.h>
 // PyCompat.h comes first.
 #include <zrpythoninterp/host/ThreadStack.h>
+#include <zrpythoninterp/host/zrxObserver.h>
 
 #include <atomic>
 #include <cstdint>
 #include <limits>
 
+class zrInterpTraceInfo;
+
 namespace zrpy {
+
+// Where a walk of observers stands: see ObserverWalks.h. A thread has one place for each of its
+// walks that stand inside one another. Never freed, as its record.
+struct WalkPlace {
+  std::atomic<zrxObserver<zrInterpTraceInfo*>* const*> at{nullptr};  // null: there is no walk
+  std::atomic<WalkPlace*> inner{nullptr};
+};
 
 // What the library knows of a thread that came to the door. Records are never freed: one whose
 // thread has ended goes to a later thread, so whoever looks at the others' needs no lock. Each has
@@ -20,8 +30,8 @@ struct alignas(128) ThreadRecord {
 
   // Written by its thread. While it is true no stop goes on.
   std::atomic<bool> inside{false};
-  int visits = 0;         // that stand on the thread's stack: whether one is nested is told by this
-  int observerWalks = 0;  // of them, those that tell observers
+  int visits = 0;  // that stand on the thread's stack: whether one is nested is told by this
+  WalkPlace walk;  // the outermost that tells observers, and the places of those inside it
   std::atomic<bool> hasTurn{false};   // the thread starts or stops the runtime
   std::atomic<bool> isParked{false};  // for ever: see ParkForEver
   std::atomic<bool> isInHost{false};  // in a callback that runs without the lock

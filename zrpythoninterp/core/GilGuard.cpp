@@ -100,10 +100,13 @@ Absence::Absence(ThreadRecord& thread, PyThreadState* state, bool inHost)
       endings_(Door::Endings()),
       wasInHost_(thread.isInHost),
       left_(thread.inside && thread.isScripts && thread.foreignState == state) {
-  thread.isInHost = inHost;
-  if (left_) thread.inside = false;
+  thread.isInHost.store(inHost, std::memory_order_relaxed);
+  if (left_) thread.inside.store(false, std::memory_order_release);
 }
 
+// isInHost is asked of threads that are outside, and is written ahead of going out and behind the
+// way in: whoever sees a thread outside sees it as well.
+//
 // A stop waits for a thread of the host's and destroys the state of any other.
 void Absence::Return() {
   const bool isLate = left_ && Door::GoIn(thread_, Door::Wish::kVisit) == Door::Way::kOutside;
@@ -111,7 +114,7 @@ void Absence::Return() {
     if (CurrentThreadState() == state_) PyEval_SaveThread();
     ParkForEver();
   }
-  thread_.isInHost = wasInHost_;
+  thread_.isInHost.store(wasInHost_, std::memory_order_relaxed);
 }
 
 }  // namespace zrpy

@@ -114,7 +114,10 @@ class Absence {
 // Throws std::bad_alloc, the lock held.
 class GilRelease {
  public:
-  GilRelease() : absence_(Door::Thread(), PyThreadState_Get(), true), state_(PyEval_SaveThread()) {}
+  GilRelease() : GilRelease(Door::Thread()) {}
+  // The same for a thread that is known.
+  explicit GilRelease(ThreadRecord& thread)
+      : absence_(thread, PyThreadState_Get(), true), state_(PyEval_SaveThread()) {}
   ~GilRelease() {
     absence_.Return();
     TakeLock(state_);

@@ -106,11 +106,14 @@ Interruptible::~Interruptible() {
   }
 }
 
+// Whoever delivers an interrupt looks at these with the lock.
 Uninterrupted::Uninterrupted(ThreadRecord& thread) : thread_(thread), around_(thread.reporting) {
-  thread.reporting = thread.evaluations.load();
-  thread.interruptIsDue = false;
+  thread.reporting.store(thread.evaluations.load(kRelaxed), kRelaxed);
+  thread.interruptIsDue.store(false, kRelaxed);
   DropInterrupt();
 }
+
+Uninterrupted::~Uninterrupted() { thread_.reporting.store(around_, kRelaxed); }
 
 }  // namespace zrpy
 

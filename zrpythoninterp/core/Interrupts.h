@@ -38,7 +38,7 @@ class Interruptible {
 class Uninterrupted {
  public:
   explicit Uninterrupted(ThreadRecord& thread);
-  ~Uninterrupted() { thread_.reporting = around_; }
+  ~Uninterrupted();
   Uninterrupted(const Uninterrupted&) = delete;
   Uninterrupted& operator=(const Uninterrupted&) = delete;
 

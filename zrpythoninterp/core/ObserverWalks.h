@@ -3,52 +3,80 @@
 
 #include <zrpythoninterp/core/Door.h>
 #include <zrpythoninterp/host/Mutex.h>
+#include <zrpythoninterp/host/Platform.h>
 #include <zrpythoninterp/host/zrInterpTraceInfo.h>
 #include <zrpythoninterp/host/zrStlVector.h>
-#include <zrpythoninterp/host/zrxObserver.h>
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 namespace zrpy {
 
-// Of one interpreter. What it says of its walks is in trace/ObserverWalk.h.
-struct ObserverWalks : ForkAware {
-  struct Walk {
-    ThreadRecord& thread;
-    Walk* previous;
-    Walk* next;
-  };
+// The observers of one interpreter as walks read them: in lists that nobody changes. A walk stands
+// on an entry of one, and says so in its thread's record (WalkPlace). Whoever changes the observers
+// says first that there is no newest list, passes FenceOtherThreads, and looks at the places then;
+// a walk writes its place first and then looks whether its list is the newest. So either the place
+// is seen, or the change.
+struct ObserverWalks {
+  using Observer = zrxObserver<zrInterpTraceInfo*>;
 
-  // The interpreter's observers as walks read them.
   struct List {
     std::uint64_t revision;
-    zrStlVector<zrxObserver<zrInterpTraceInfo*>*> observers;
+    zrStlVector<Observer*> observers;  // by ascending address, and a null behind the last one
   };
 
-  Mutex mutex;  // guards the rest, and the interpreter's observers
-  Condition moved;
-  Walk* newest = nullptr;
-  // The newest last; an older one for as long as a walk stands on it.
-  zrStlVector<std::unique_ptr<const List>> lists;
-  std::atomic<std::uint64_t> revision{0};  // of the observers; read without the mutex
+  // The first entry of the newest list; null when the observers changed since it was made.
+  std::atomic<Observer* const*> newest{nullptr};
+
+  // All but that is guarded by the mutex of WalkChanges, as the interpreter's observers are.
+  std::uint64_t revision = 0;  // of the observers
+  zrStlVector<std::unique_ptr<const List>>
+      lists;  // an older one for as long as a walk stands on it
+
+  // Says that the observers are others now.
+  void Move() {
+    ++revision;
+    newest = nullptr;
+  }
+
+  // Behind FenceOtherThreads: whether a walk stands on the list; on any; and whether one is in its
+  // call of the observer, by a list from before the revision.
+  static bool IsWalked(const List& list);
+  bool AreWalked() const;
+  bool IsCalled(const Observer& observer, std::uint64_t before) const;
+};
+
+// Changes of the observers, of all interpreters: a walk can outlast the interpreter whose observers
+// it told by a moment, so what it touches at its end belongs to none.
+class WalkChanges : ForkAware {
+ public:
+  static WalkChanges& The();
+
+  Mutex mutex;
+
+  // Waits until the test, made with the mutex, is true. Walks that may make it true call Tell.
+  template <typename Test>
+  void Await(Test test) {
+    std::unique_lock<Mutex> lock(mutex);
+    ++waiting_;
+    FenceOtherThreads();
+    moved_.wait(lock, test);
+    --waiting_;
+  }
+  // By a walk that has written its place.
+  void Tell() {
+    if (waiting_.load() == 0) return;
+    const std::lock_guard<Mutex> lock(mutex);
+    moved_.notify_all();
+  }
 
  private:
-  // The others stood on stacks that are not there.
-  void InChild() override {
-    const ThreadRecord* const self = Door::KnownThread();
-    Walk** place = &newest;
-    Walk* next = nullptr;
-    for (Walk* walk = newest; walk; walk = walk->previous) {
-      if (&walk->thread != self) continue;
-      *place = walk;
-      walk->next = next;
-      next = walk;
-      place = &walk->previous;
-    }
-    *place = nullptr;
-  }
+  void InChild() override { waiting_ = 0; }  // who waited is not there
+
+  Condition moved_;
+  std::atomic<int> waiting_{0};
 };
 
 }  // namespace zrpy

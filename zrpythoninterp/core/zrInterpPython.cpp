@@ -43,8 +43,7 @@ zrInterpPython& zrInterpPython::operator=(const zrInterp& /*other*/) { return *t
 // makes use of the object until the observer returns.
 zrInterpPython::~zrInterpPython() {
   stop();
-  std::unique_lock<zrpy::Mutex> lock(walks_->mutex);
-  walks_->moved.wait(lock, [this] { return walks_->newest == nullptr; });
+  zrpy::WalkChanges::The().Await([this] { return !walks_->AreWalked(); });
 }
 
 bool zrInterpPython::SetAlert(AlertFn alert) {

@@ -4,6 +4,7 @@
 
 #include <zrpythoninterp/host/zrString.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <string>
@@ -74,6 +75,21 @@ bool CanOpenFiles(int count);
 // false, it does nothing and both sides need a fence.
 bool CanFenceOtherThreads();
 void FenceOtherThreads();
+
+// Asked once; false until then, at the beginning of the process, which is right as well.
+inline const bool kOthersFence = CanFenceOtherThreads();
+
+// One side of such a handshake: the value is in place, for whoever fences, ahead of what the
+// calling thread reads next. A full fence here would cost as much as fifty instructions.
+template <typename Value>
+void StoreAheadOfLoads(std::atomic<Value>& variable, Value value) {
+  if (kOthersFence) {
+    variable.store(value, std::memory_order_release);
+    std::atomic_signal_fence(std::memory_order_seq_cst);  // the compiler keeps the order, too
+  } else {
+    variable.store(value);
+  }
+}
 
 // Keeps the locale of character classes, which a start of the runtime sets for the whole process.
 class KeepLocale {

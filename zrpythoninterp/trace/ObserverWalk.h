@@ -5,16 +5,15 @@
 #include <zrpythoninterp/core/zrInterpPython.h>
 
 #include <atomic>
-#include <cstdint>
 
 namespace zrpy {
 
 // Calls the observers by ascending address, while others, or the observers themselves, add and
 // remove some. A walk reads a list that nobody changes, and takes a new one when it finds ahead of
-// a call that the observers' revision has moved; no mutex is held across a call. Whoever takes an
-// observer out waits for the walks that call it: they are linked up for that, and each says whom it
-// is about to call before it looks at the revision.
-class ObserverWalk : ObserverWalks::Walk {
+// a call that its list is no longer the newest; no mutex is held across a call, and none is taken
+// while the observers stay as they are. Whoever takes an observer out waits for the walks that call
+// it.
+class ObserverWalk {
  public:
   explicit ObserverWalk(zrInterpPython& interp);
   ~ObserverWalk();
@@ -25,18 +24,17 @@ class ObserverWalk : ObserverWalks::Walk {
 
   // True when the calling thread is inside a walk of whatever interpreter.
   static bool OnThisThread();
-  // interp.walks_->mutex held, and FenceOtherThreads passed since the observer was taken out.
-  // True when a walk is in its call by a list from before this revision.
-  static bool AnyCalls(const zrInterpPython& interp, const zrInterpPython::Observer& observer,
-                       std::uint64_t revision);
 
  private:
-  void takeList();  // mutex held
-  bool announce(zrInterpPython::Observer* observer);
+  using Entry = ObserverWalks::Observer* const*;  // of a list
+
+  void makeNewest();  // mutex held
+  void moveToNewest(const ObserverWalks::Observer* last);
 
   zrInterpPython& interp_;
-  const ObserverWalks::List* list_ = nullptr;
-  std::atomic<zrInterpPython::Observer*> calls_{nullptr};
+  std::atomic<Entry>& newest_;
+  WalkPlace& place_;
+  Entry list_ = nullptr;  // its first entry
 };
 
 }  // namespace zrpy

@@ -42,14 +42,25 @@ class KeepPending {
   zrpy::ErrorStash before_;
 };
 
-// The memory of an earlier event's path, for the next one's; what it holds means nothing. An event
-// inside another finds none and makes its own.
+// The path of an earlier event with its memory, for the next one's, which is most often the same.
+// An event inside another finds none and makes its own.
 zrpy::StoreMutex spareMutex;
 zrString& spare ZR_GUARDED_BY(spareMutex) = *new zrString;
 
-void SwapWithSpare(zrString& path) {
+zrString TakeSpare() {
   const zrpy::StoreLock lock(spareMutex);
-  path.swap(spare);
+  return std::move(spare);
+}
+
+void GiveSpare(zrString&& path) {
+  const zrpy::StoreLock lock(spareMutex);
+  spare = std::move(path);
+}
+
+void Assign(zrString& path, PyObject* bytes) {
+  const char* const text = PyBytes_AS_STRING(bytes);
+  const auto size = static_cast<size_t>(PyBytes_GET_SIZE(bytes));
+  if (path.size() != size || std::memcmp(path.data(), text, size) != 0) path.assign(text, size);
 }
 
 }  // namespace
@@ -84,14 +95,13 @@ void zrInterpPython::sendEvent(PyObject* frame, zrString& event) {
   const KeepPending pending;
   const int line = PyFrame_GetLineNumber(running);
   const int depth = zrpy::FrameDepth(running);
-  zrString path;
-  SwapWithSpare(path);
-  path.assign(PyBytes_AS_STRING(file.get()), static_cast<size_t>(PyBytes_GET_SIZE(file.get())));
+  zrString path = TakeSpare();
+  Assign(path, file.get());
   zrInterpTraceInfoPython record(this, frame, std::move(event), depth, std::move(path), line);
   const struct GiveBack {
     zrString& path;
-    ~GiveBack() { SwapWithSpare(path); }
+    ~GiveBack() { GiveSpare(std::move(path)); }
   } giveBack{record.file_};
-  const zrpy::GilRelease released;
+  const zrpy::GilRelease released(visit.thread());
   NotifyObservers({this, &record});
 }
