@@ -7,6 +7,7 @@
 #include <zrpythoninterp/host/Mutex.h>
 #include <zrpythoninterp/host/zrWString.h>
 
+#include <algorithm>
 #include <atomic>
 #include <new>
 #include <utility>
@@ -359,15 +360,17 @@ Op OpOf(unsigned char opcode) {
 namespace {
 
 std::atomic<bool> watchedItemStays{false};
-PyObject* watchedKey = nullptr;  // an interned text, which such a runtime never frees
+// An interned text, which such a runtime never frees.
+std::atomic<PyObject*> watchedKey{nullptr};
 
 // Called ahead of each change, which waits.
 int LookAtChange(PyDict_WatchEvent event, PyObject* /*dict*/, PyObject* key, PyObject* /*value*/) {
   const bool isEntrys = event == PyDict_EVENT_ADDED || event == PyDict_EVENT_MODIFIED ||
                         event == PyDict_EVENT_DELETED;
-  const bool isOther = isEntrys && PyUnicode_CheckExact(key) && key != watchedKey &&
-                       (PyUnicode_GET_LENGTH(key) != PyUnicode_GET_LENGTH(watchedKey) ||
-                        PyUnicode_Compare(key, watchedKey) != 0);
+  PyObject* const watched = watchedKey;
+  const bool isOther = isEntrys && PyUnicode_CheckExact(key) && key != watched &&
+                       (PyUnicode_GET_LENGTH(key) != PyUnicode_GET_LENGTH(watched) ||
+                        PyUnicode_Compare(key, watched) != 0);
   if (!isOther) watchedItemStays = false;
   return 0;
 }
@@ -445,7 +448,10 @@ std::vector<unsigned long> ThreadsThatRun() {
 bool LeftInterpretersEndTheProcess() { return PY_VERSION_HEX < 0x030E0000; }
 
 bool RunsCode(PyThreadState* state) {
-#if PY_VERSION_HEX >= 0x03090000
+#if defined(Py_GIL_DISABLED) && PY_VERSION_HEX < 0x030E0000
+  const std::vector<unsigned long> threads = ThreadsThatRun();
+  return std::find(threads.begin(), threads.end(), state->thread_id) != threads.end();
+#elif PY_VERSION_HEX >= 0x03090000
   PyFrameObject* const frame = PyThreadState_GetFrame(state);
   return static_cast<bool>(PyRef::Steal(reinterpret_cast<PyObject*>(frame)));
 #else
