@@ -52,7 +52,8 @@ int main(int argc, char** argv) {
       std::cout << "\n";
     }
     if (error.innermost.file != error.own.file) {
-      std::cout << "  raised:  " << error.innermost.file.substr(error.innermost.file.rfind('/') + 1)
+      std::cout << "  raised:  "
+                << error.innermost.file.substr(error.innermost.file.find_last_of("/\\") + 1)
                 << ", in " << error.innermost.function << "\n";
     }
     if (error.isExit) std::cout << "  status:  " << error.exitStatus << "\n";

@@ -146,7 +146,8 @@ class Runs(HostTest):
         for pair in ('a=1', 'b=-2.5', 'c=true', 'd=false', 'e=a text', 'f=', 'g=1=2', 'h=12abc',
                      'i=99999999999'):
             sets += ['--set', pair]
-        shown = "[1, -2.5, True, False, 'a text', '', '1=2', '12abc', 99999999999]\n"
+        large = 99999999999 % 2**32 if EMULATOR else 99999999999  # its long has 32 bits
+        shown = "[1, -2.5, True, False, 'a text', '', '1=2', '12abc', {}]\n".format(large)
         for context in ([], ['--context', 'k']):
             self.expect(context + sets + ['-e', 'print([a, b, c, d, e, f, g, h, i])'], 0, shown)
             self.expect(context + ['--set', 'a=20', '--get', 'a + b', '--get', 'None', '-e',

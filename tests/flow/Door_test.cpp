@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <tests/support/HostCalls.h>
 #include <tests/support/PythonTest.h>
+#include <tests/support/System.h>
 #include <zrpythoninterp/core/Subinterpreters.h>
 
 #include <atomic>
@@ -153,6 +154,7 @@ TEST_F(Door, AnEvaluationFromAScriptsOwnInterpreterFails) {
 
 // What runs at the end of one thread must not hold up the others, nor a stop that comes meanwhile
 // for longer than it lasts.
+#if ZR_CAN(END)
 TEST_F(Door, ThreadsEndSideBySide) {
   ASSERT_TRUE(interp().Init());
   std::promise<void> ending;
@@ -180,6 +182,7 @@ TEST_F(Door, ThreadsEndSideBySide) {
   first.join();
   stops.join();
 }
+#endif
 
 TEST_F(Door, AStopEndsTheInterpretersThatScriptsLeft) {
   ASSERT_TRUE(interp().Init());

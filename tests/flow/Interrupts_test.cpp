@@ -91,14 +91,14 @@ TEST_F(Interrupts, ReachALoopWhateverTheSwitchInterval) {
       });
       const auto run = [&] {
         evaluations.set_value(zrThreadEvaluations());
-        EXPECT_FALSE(Run(zrString("import sys; sys.setswitchinterval(1e6); running()\n") + loop));
+        EXPECT_FALSE(Run(zrString("import sys; sys.setswitchinterval(1e3); running()\n") + loop));
         EXPECT_EQ(interp().LastError().kind, "KeyboardInterrupt");
       };
       elsewhere ? zrtest::OnAnotherThread(run) : run();
       stops.join();
       // The script's own, put back by who interrupts a moment behind the interrupt.
       watchdog_.Doing("the script's switch interval");
-      while (Text("__import__('sys').getswitchinterval() > 1e5") != "true") {
+      while (Text("__import__('sys').getswitchinterval() > 999") != "true") {
         std::this_thread::yield();
       }
     }

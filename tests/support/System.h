@@ -18,6 +18,7 @@
 #define ZR_CAN_CAPTURE 0  // a file as a standard stream, with which wine lets no CPython 3.5 start
 #define ZR_CAN_STREAM 0   // streams of ours that the runtime reads, whose C library is another
 #define ZR_CAN_PUTENV 0   // an environment that whoever owns an entry can write to
+#define ZR_CAN_END 0      // ends of threads side by side: what they call comes one by one
 #define ZR_CAN_PROC 0     // a process that shows its threads and files, and a heap its size
 
 #else
@@ -33,6 +34,7 @@
 #define ZR_CAN_CAPTURE 1
 #define ZR_CAN_STREAM 1
 #define ZR_CAN_PUTENV 1
+#define ZR_CAN_END 1
 #define ZR_CAN_PROC 1
 
 #endif
