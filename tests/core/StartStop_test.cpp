@@ -4,6 +4,7 @@
 #include <tests/support/System.h>
 #include <zrpythoninterp/core/GilGuard.h>
 #include <zrpythoninterp/core/HomeCheck.h>
+#include <zrpythoninterp/host/uklLibrary.h>
 
 #include <clocale>
 #include <csignal>
@@ -93,7 +94,8 @@ TEST_F(StartStop, ASecondObjectIsRefusedAndTouchesNothing) {
 }
 
 TEST_F(StartStop, ARuntimeThatSomebodyElseStartedIsLeftAlone) {
-  SetVariable("PYTHONHOME", ZR_TEST_PYTHON_HOME);
+  // With the drive, where there are drives.
+  SetVariable("PYTHONHOME", Native(uklLibrary::GetAbsoluteFileName(ZR_TEST_PYTHON_HOME)));
   ASSERT_TRUE(zrpy::LoadRuntime(ZR_TEST_PYTHON_HOME, zrpy::RuntimeLibraryName()));
   Py_Initialize();
   EXPECT_FALSE(interp().Init());

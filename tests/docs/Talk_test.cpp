@@ -34,7 +34,10 @@ TEST_F(TalkPage, Functions) {
 
 TEST_F(TalkPage, Contexts) {
 #include <talk/contexts.inc>
-  EXPECT_EQ(window, "radius: int\npi: float\narea: float\n");
+  for (const char* const line : {"radius: int\n", "pi: float\n", "area: float\n"}) {
+    EXPECT_NE(window.find(line), zrString::npos)
+        << window;  // in the order of the names, but on 3.5
+  }
   EXPECT_EQ(contexts, zrStlVector<zrString>{"circle"});
   EXPECT_TRUE(talk.Contexts().empty());
 }
