@@ -19,8 +19,11 @@ namespace zrpy {
 
 namespace {
 
-// What may wait for a thread that hands over; beyond it a write waits, as into a full pipe.
-constexpr size_t kMaxWaitingBytes = size_t{1} << 22;
+// What may come behind a thread while it hands over; beyond it a write waits until that is done, as
+// into a full pipe. Else the thread could be at it for as long as others write. A text costs some
+// bytes more than it has.
+constexpr size_t kMaxBehind = size_t{1} << 20;
+constexpr size_t kTextBytes = 64;
 
 struct Place {
   const zrString name;      // in sys, and for the host
@@ -200,10 +203,10 @@ bool Output::Write(const zrString& stream, zrString& text) {
       running_ = function_.get();
       handsOver = true;
     } else {
-      waitingBytes_ += text.size();
+      behind_ += text.size() + kTextBytes;
       waiting_.push_back({&stream, zrString()});
       waiting_.back().text.swap(text);
-      if (waitingBytes_ <= kMaxWaitingBytes) return true;
+      if (behind_ <= kMaxBehind) return true;
     }
   }
   const GilRelease released;
@@ -211,7 +214,7 @@ bool Output::Write(const zrString& stream, zrString& text) {
     handOver(stream, text);
   } else {
     std::unique_lock<Mutex> lock(mutex_);
-    wait(lock, [this] { return waitingBytes_ <= kMaxWaitingBytes; });
+    wait(lock, [this] { return behind_ <= kMaxBehind; });
   }
   return true;
 }
@@ -226,7 +229,7 @@ void Output::wait(std::unique_lock<Mutex>& lock, Predicate predicate) {
 // What other threads wrote is the parent's to hand over.
 void Output::InChild() {
   waiting_.clear();
-  waitingBytes_ = 0;
+  behind_ = 0;
   waits_ = 0;
   if (handing_ == std::this_thread::get_id()) return;
   handing_ = std::thread::id();
@@ -252,7 +255,6 @@ void Output::handOver(const zrString& stream, const zrString& text) {
     if (!function_ || waiting_.empty()) break;
     const Piece piece = std::move(waiting_.front());
     waiting_.pop_front();
-    waitingBytes_ -= piece.text.size();
     running_ = function_.get();
     if (waits_ != 0) moved_.notify_all();
     lock.unlock();
@@ -261,7 +263,7 @@ void Output::handOver(const zrString& stream, const zrString& text) {
     lock.lock();
   }
   if (!waiting_.empty()) waiting_.clear();  // the function was taken away meanwhile
-  waitingBytes_ = 0;
+  behind_ = 0;
   handing_ = std::thread::id();
   if (waits_ != 0) moved_.notify_all();
   lock.unlock();

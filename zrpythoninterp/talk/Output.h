@@ -52,7 +52,7 @@ class Output : public std::enable_shared_from_this<Output>, ForkAware {
   std::shared_ptr<const Function> retired_;  // the same, where it took itself away
   std::thread::id handing_;                  // the thread that hands over, if any
   std::deque<Piece> waiting_;
-  size_t waitingBytes_ = 0;
+  size_t behind_ = 0;  // what came since the thread hands over, in bytes
 };
 
 }  // namespace zrpy
