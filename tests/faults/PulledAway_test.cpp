@@ -100,6 +100,7 @@ def arm(name):
   trap(main.__dict__, 'n', '__file__', '__builtins__', '__script_dicts__')
   trap(modules, '__main__', 'warnings', 'threading', 'traceback')
   armed = True
+  getattr(gc, 'freeze', int)()  # what is there already need not be looked at each time
   Garbage()
   gc.set_threshold(1, 1, 1)
 def disarm():
@@ -107,6 +108,7 @@ def disarm():
   armed = False
   spaces, filters, threshold = saved
   gc.set_threshold(*threshold)
+  getattr(gc, 'unfreeze', int)()
   for space, before in spaces:
     space.clear()
     space.update(before)
@@ -152,7 +154,12 @@ class PulledAway : public EvalTest, public testing::WithParamInterface<Pull> {
   }
 
  private:
-  zrpy::PyRef& traps_ = *new zrpy::PyRef;  // goes with the process
+  static zrpy::PyRef& Traps() {
+    static zrpy::PyRef& traps = *new zrpy::PyRef;  // goes with the process
+    return traps;
+  }
+
+  zrpy::PyRef& traps_ = Traps();
 };
 
 TEST_P(PulledAway, FromUnderEachOperation) {

@@ -116,5 +116,25 @@ TEST_F(Daemons, KeepTheNextStartWaitingUntilTheyAreGone) {
   EXPECT_EQ(Text("6 * 7"), "42");
 }
 
+// Whoever is asked for a thread at the very end would leave it behind, or wait for it for ever.
+TEST_F(Daemons, DoNotBeginAtTheEndOfAStop) {
+  ASSERT_TRUE(
+      Run("import atexit, os, threading\n"
+          "def start(Thread, ok=None):\n"
+          "  try: Thread(target=os.read, args=(" +
+          pipe() +
+          ", 1), daemon=True).start()\n"
+          "  except RuntimeError: pass\n"
+          "class Last:\n"
+          "  def __init__(self, *own): self.own = own\n"
+          "  def __del__(self, start=start): start(*self.own)\n"
+          "last = Last(threading.Thread)\n"
+          "atexit.register(start, threading.Thread)"));
+  EXPECT_TRUE(interp().Close());
+  EXPECT_TRUE(interp().Init());
+  WakeReader();
+  ASSERT_TRUE(Run("import threading\nt = threading.Thread(target=int); t.start(); t.join()"));
+}
+
 }  // namespace
 #endif

@@ -191,6 +191,9 @@ std::vector<unsigned long> ThreadsThatRun();
 // the thread waits for ever.
 constexpr bool kEndsLateThreads = PY_VERSION_HEX >= 0x03090000 && PY_VERSION_HEX < 0x030D0800;
 
+// Whether script code that a stop runs can start threads, for which nothing waits any more.
+constexpr bool kThreadsStartAtTheEnd = PY_VERSION_HEX < 0x030C0000;
+
 // Around a stop, with the lock held when it is made: up to 3.12.4 the descriptions of keyword
 // arguments that functions in extension modules keep in static memory are emptied by a stop and
 // still say that they are full, so that the next life crashes on them. Nothing on other releases.

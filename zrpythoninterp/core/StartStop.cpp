@@ -16,6 +16,7 @@
 #include <zrpythoninterp/core/StartRefusal.h>
 #include <zrpythoninterp/core/StartVariables.h>
 #include <zrpythoninterp/core/Subinterpreters.h>
+#include <zrpythoninterp/core/ThreadStarts.h>
 #include <zrpythoninterp/core/ThreadingHandover.h>
 #include <zrpythoninterp/core/zrInterpPython.h>
 #include <zrpythoninterp/host/HostSignals.h>
@@ -82,6 +83,7 @@ bool MayStop() {
 // Lock held, in a stop that has waited for all for whom it waits.
 void LeaveThreadsBehind() {
   zrpy::LockIsHeld();
+  zrpy::RefuseThreadStarts();
   zrpy::Door::ShutForScripts();
   try {
     zrpy::NoteLeftThreads();
@@ -198,6 +200,7 @@ zrString zrInterpPython::start() {
   zrpy::EnableThreads();  // others may come for the lock as soon as the start shows
   zrpy::RuntimeLife::Begin();
   zrpy::KeepTheStartsState(zrpy::Door::Thread());
+  zrpy::NoteThreadStarts();
   zrpy::GuardExtensions();
   // From here on other threads take Init's short path, which must find nothing to change.
   settlePaths();
@@ -278,5 +281,6 @@ void zrInterpPython::finish() {
     const zrpy::KeywordsForget keywords;
     Py_Finalize();
   }
+  zrpy::AllowThreadStarts();
   if (Py_IsInitialized() == 0) initialized_ = false;
 }

@@ -101,7 +101,8 @@ class ZR_EXPORT zrInterpPython : public zrInterp {
   /// Script code that runs during the stop may call back into the host. **Lock**: taken; not held
   /// afterwards. **Fails**: true when the object is stopped afterwards, also when it never was
   /// started; false at once from inside an evaluation, a callback or an observer, and on the
-  /// threads of scripts, whether they hold the lock or not.
+  /// threads of scripts, whether they hold the lock or not; false with the runtime up, and
+  /// LastError tells why, where it cannot stop.
   bool Close() override;
 
   // ---- eval/EvalScript.cpp: source text ----
