@@ -3,6 +3,7 @@
 #include <tests/support/HostCalls.h>
 #include <tests/support/PythonTest.h>
 #include <zrpythoninterp/core/zrThreadEvaluations.h>
+#include <zrpythoninterp/talk/zrPythonTalk.h>
 
 #include <atomic>
 #include <future>
@@ -67,6 +68,23 @@ TEST_F(Interrupts, LeaveTheEvaluationsAroundAlone) {
   });
   EXPECT_TRUE(Run("evaluate()\nfor i in range(1000): pass"));
   stops.join();
+}
+
+// The script would be over before another thread brings it.
+TEST_F(Interrupts, AskedForInsideACallbackComeBeforeItsEvaluationIsOver) {
+  zrPythonTalk talk(interp());
+  const auto ask = [this] { EXPECT_TRUE(interp().InterruptScript()); };
+  talk.AddFunction("ask_without_lock", [ask](zrStlVector<zrVariant>&, zrVariant&, zrString&) {
+    ask();
+    return true;
+  });
+  BindHostFunction("ask", ask);
+  for (const char* const script :
+       {"ask()\npass", "import zrhost\nzrhost.ask_without_lock()\npass"}) {
+    EXPECT_FALSE(Run(script)) << script;
+    EXPECT_EQ(interp().LastError().kind, "KeyboardInterrupt") << script;
+    EXPECT_TRUE(Run("for i in range(100): pass")) << "one evaluation, one interrupt";
+  }
 }
 
 // Asking needs no lock, so no loop keeps it waiting.

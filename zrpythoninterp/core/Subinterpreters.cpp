@@ -3,6 +3,9 @@
 
 #include <zrpythoninterp/core/KeptThreadState.h>
 #include <zrpythoninterp/core/Subinterpreters.h>
+#include <zrpythoninterp/core/ThreadingHandover.h>
+
+#include <new>
 
 namespace zrpy {
 
@@ -25,6 +28,12 @@ bool EndSubinterpreters() {
     PyThreadState* const inner = first ? first : NewThreadState(interp);
     if (!inner) return false;
     PyThreadState* const outer = PyThreadState_Swap(inner);
+    try {
+      AdoptMainThread();  // each has a module of its own
+    } catch (const std::bad_alloc&) {
+      PyThreadState_Swap(outer);
+      throw;
+    }
     Py_EndInterpreter(inner);
     PyThreadState_Swap(outer);
   }

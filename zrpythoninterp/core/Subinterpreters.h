@@ -7,7 +7,7 @@ namespace zrpy {
 
 // Lock held, on the first interpreter. Ends those that scripts left; up to 3.13 the runtime's stop
 // ends the process over them. False when one cannot be ended, because a thread still runs in it.
-// Runs script code.
+// Runs script code. Throws std::bad_alloc; it can be repeated.
 bool EndSubinterpreters() ZR_REQUIRES_GIL;
 
 // In core/PyCompat.cpp. Whether the runtime's stop ends the process over an interpreter that is
