@@ -4,8 +4,10 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <future>
+#include <thread>
 #include <tuple>
 
 namespace {
@@ -106,6 +108,43 @@ TEST_F(Observers, RemovalWaitsForCallsOfThatObserverOnly) {
   EXPECT_TRUE(left);
   walk.wait();
   EXPECT_EQ(told_, (Numbers{1, 2, 4}));
+}
+
+// Two threads tell all the time, and inside each call the observer of another interpreter.
+TEST_F(Observers, AreToldWhileTheyAreInAndNeverAfterwards) {
+  const zrtest::Watchdog watchdog;
+  std::atomic<bool> over{false};
+  std::atomic<int> inside{0}, told{0}, late{0};
+  OpenNotifier other;
+  Told nested([&](zrInterpTraceInfoPython&) { ++inside; });
+  other.AddObserver(nested);
+  std::array<std::future<void>, 2> walkers;
+  for (auto& walker : walkers) {
+    walker = std::async(std::launch::async, [&] {
+      while (!over) interp_.Send();
+    });
+  }
+  constexpr size_t kRounds = 300;
+  std::array<std::atomic<bool>, kRounds> isOut{};
+  std::deque<Told> passing;
+  for (std::atomic<bool>& out : isOut) {
+    passing.emplace_back([&](zrInterpTraceInfoPython&) {
+      ++told;
+      late += out;
+      other.Send();
+      late += out;
+    });
+    const int before = told;
+    interp_.AddObserver(passing.back());
+    while (told == before) std::this_thread::yield();
+    interp_.RemoveObserver(passing.back());
+    out = true;
+  }
+  over = true;
+  for (auto& walker : walkers) walker.wait();
+  EXPECT_EQ(late, 0);
+  EXPECT_EQ(inside, told);
+  other.RemoveObserver(nested);
 }
 
 using ObserversAndLock = zrtest::PythonTest;
