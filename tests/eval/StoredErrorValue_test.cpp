@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <zrpythoninterp/core/StartVariables.h>
 
+#include <filesystem>
 #include <sstream>
 #include <string>
 
@@ -72,7 +73,7 @@ std::string Surround(const char* surrounding, const std::string& statement) {
 }
 
 TEST(StoredErrorValue, IsThatOf35ForEachKindInEachSurrounding) {
-  const std::string home = ZR_TEST_PYTHON_HOME;
+  const std::string home = std::filesystem::absolute(ZR_TEST_PYTHON_HOME).string();
   static const std::wstring wideHome(home.begin(), home.end());
   ASSERT_TRUE(zrpy::LoadRuntime(home, zrpy::RuntimeLibraryName()));
   ASSERT_FALSE(zrpy::StartRuntime(wideHome.c_str(), L"python3", {}));

@@ -29,7 +29,7 @@ const Error kErrors[] = {
     {"import json; json.loads('{')", kUnknown, "json.decoder.JSONDecodeError"},
     {"import _thread; _thread.interrupt_main()\nfor i in range(10 ** 6): pass", kUnknown,
      "KeyboardInterrupt"},
-    {"exec('1 +')", "\\[invalid syntax, \\[<string>, 1, 4, 1 \\+.*\\]\\]", "SyntaxError"},
+    {"exec('1 +')", "\\[invalid syntax, \\[<string>, 1, 4, 1 \\+\n?.*\\]\\]", "SyntaxError"},
     // A script's own.
     {"try: 1 / 0\nfinally: pass", kUnknown, "ZeroDivisionError"},
     // Ends of the process.

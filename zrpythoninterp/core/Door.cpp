@@ -120,7 +120,7 @@ void Changes::InChild() {
 ThreadRecord& NewThread() {
   const std::uint64_t number = ++threads;
   const auto take = [](ThreadRecord* record) {
-    record->identity = PyThread_get_thread_ident();
+    record->identity = NumberOfThisThread();
     if (kStatesBearStacks) record->stack = StackOfThisThread();
     return Slot().Set(record);
   };

@@ -21,6 +21,9 @@ class ThreadSlot {
   unsigned long key_ = 0;
 };
 
+// The number that the runtime has for the calling thread, also while it is not loaded yet.
+unsigned long NumberOfThisThread();
+
 // Tells whether a thread of the process still exists.
 class ThreadWatch {
  public:

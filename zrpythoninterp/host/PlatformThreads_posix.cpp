@@ -21,6 +21,8 @@ bool ThreadSlot::Set(void* pointer) const {
   return isMade_ && pthread_setspecific(static_cast<pthread_key_t>(key_), pointer) == 0;
 }
 
+unsigned long NumberOfThisThread() { return static_cast<unsigned long>(pthread_self()); }
+
 // A thread's clock of processor time goes with it, and bears its number in the system: so this asks
 // for nothing of a thread that may be gone.
 ThreadWatch::ThreadWatch(unsigned long identity) {

@@ -39,6 +39,8 @@ void* ThreadSlot::Get() const { return isMade_ ? FlsGetValue(key_) : nullptr; }
 
 bool ThreadSlot::Set(void* pointer) const { return isMade_ && FlsSetValue(key_, pointer) != FALSE; }
 
+unsigned long NumberOfThisThread() { return GetCurrentThreadId(); }
+
 ThreadWatch::ThreadWatch(unsigned long identity) {
   if (void* const thread = OpenThread(SYNCHRONIZE, FALSE, identity))
     thread_.reset(thread, &CloseHandle);

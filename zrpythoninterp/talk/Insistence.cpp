@@ -42,8 +42,7 @@ PyRef MakeClass() ZR_REQUIRES_GIL {
 Insistence::Insistence()
     : thread_(Door::Thread()),
       above_(thread_.evaluations),
-      outer_(std::exchange(innermost, this)),
-      identity_(static_cast<unsigned long>(PyThread_get_thread_ident())) {}
+      outer_(std::exchange(innermost, this)) {}
 
 Insistence::~Insistence() { innermost = outer_; }
 
@@ -67,7 +66,7 @@ bool Insistence::Insist() {
   }
   thread_.interruptIsDue = false;
   if (const PyRef type = KeptObject<&MakeClass>::Get()) {
-    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(identity_), type.get());
+    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(thread_.identity.load()), type.get());
   }
   PyErr_Clear();
   return true;

@@ -34,7 +34,6 @@ class Insistence {
   ThreadRecord& thread_;
   const int above_;
   Insistence* const outer_;
-  unsigned long identity_;  // as the runtime knows the thread
   std::atomic<bool> insists_{false};
 };
 
