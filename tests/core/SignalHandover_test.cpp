@@ -109,6 +109,20 @@ TEST_F(SignalHandover, ATimerOfAScriptEndsWithItsLifeAndTheHostsGoesOn) {
   }
 }
 
+// The runtime lets go of a script's function on the thread of the start alone.
+TEST_F(SignalHandover, ATimersSignalThatIsOnItsWayMeetsNoDefault) {
+  sigset_t alarm;
+  sigemptyset(&alarm);
+  sigaddset(&alarm, SIGALRM);
+  pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+  ASSERT_TRUE(Take(SIGALRM, "print"));
+  ASSERT_TRUE(Run("signal.setitimer(signal.ITIMER_REAL, 1e-6)"));
+  for (sigset_t pending = {}; sigismember(&pending, SIGALRM) != 1;) sigpending(&pending);
+  OnAnotherThread([this] { EXPECT_TRUE(interp().Close()); });
+  pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);  // which would end the process
+  EXPECT_EQ(Now(SIGALRM), SIG_DFL);
+}
+
 }  // namespace
 }  // namespace zrtest
 #endif

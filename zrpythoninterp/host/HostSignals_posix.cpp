@@ -115,7 +115,12 @@ void GiveToHost(int number) {
     if (timer.signal == number && signal.asBefore) its = &timer;
   }
   const itimerval none = {};
-  if (its) setitimer(its->which, &none, nullptr);
+  if (its) {
+    setitimer(its->which, &none, nullptr);
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(number, &ignore, nullptr);  // takes what is on its way, too
+  }
   sigaction(number, &signal.chosen, nullptr);
   if (!its) return;
   const itimerval hosts = HostsTimer(*its);
