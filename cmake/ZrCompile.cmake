@@ -29,6 +29,9 @@ function(zr_compile_options target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wundef
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+    # What the library exports it also calls, a record's constructor at each event say: those calls
+    # go straight to it and not to whatever else in the process bears the name, as with clang.
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-fno-semantic-interposition>
     # A CPython that is newer than the sources know is a warning in any case.
     "$<$<BOOL:${ZR_WARNINGS_ARE_ERRORS}>:-Werror;-Wno-error=cpp>")
   if(ZR_SANITIZE)
