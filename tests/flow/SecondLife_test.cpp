@@ -71,6 +71,9 @@ TEST_F(SecondLife, TheRuntimesOwnModulesComeAgainOrSayWhyNot) {
       {"import asyncio\nloop = asyncio.new_event_loop()\n"
        "loop.run_until_complete(asyncio.sleep(0))\nloop.close()",
        kComesAgain},
+      {"import asyncio\nassert asyncio._get_running_loop() is None\n"
+       "asyncio._set_running_loop([])",
+       kComesAgain},
       {"import zlib, bz2, lzma, csv, pickle, unicodedata, select, mmap\n"
        "zlib.decompress(zlib.compress(b'x'), 15, " +
            keyword + "10)",

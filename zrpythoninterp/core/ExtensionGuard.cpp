@@ -103,6 +103,7 @@ PyObject* CreateGuarded(PyObject* self, PyObject* arguments) {
     const zrString file = TextAttribute(spec.get(), "origin");
     if (IsOfAnEarlierLife({name, file})) return RaiseImportError(spec.get(), name);
     PyRef module = PyRef::Steal(PyObject_Call(self, arguments, nullptr));
+    if (module && name == "_asyncio") ForgetRunningLoop(module.get());
     if (module && !ComesAgain(module.get(), name, file)) Remember({name, file});
     return module.release();
   } catch (const std::bad_alloc&) {

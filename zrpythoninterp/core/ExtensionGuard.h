@@ -14,4 +14,9 @@ namespace zrpy {
 // so do those of kSurvivors. Failures are ignored: modules are then loaded as ever.
 void GuardExtensions() ZR_REQUIRES_GIL;
 
+// In core/PyCompat.cpp. From 3.7 to 3.11 the module keeps the event loop of the thread that asked
+// last in static memory, by the number of its thread state; numbers come again with each life. The
+// module is as it was made.
+void ForgetRunningLoop(PyObject* asyncio) ZR_REQUIRES_GIL;
+
 }  // namespace zrpy

@@ -1,4 +1,5 @@
 // The start of the runtime and its instructions, which differ most between its releases.
+#include <zrpythoninterp/core/ExtensionGuard.h>
 #include <zrpythoninterp/core/KeptThreadState.h>
 #include <zrpythoninterp/core/PyCompat.h>
 #include <zrpythoninterp/core/PyRef.h>
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -285,6 +287,19 @@ KeywordsForget::~KeywordsForget() {
 }
 
 #endif
+
+// What it keeps is then that of a number which no thread state has.
+void ForgetRunningLoop(PyObject* asyncio) {
+#if PY_VERSION_HEX >= 0x03070000 && PY_VERSION_HEX < 0x030C0000
+  PyThreadState* const state = PyThreadState_Get();
+  const std::uint64_t number = std::exchange(state->id, ~std::uint64_t{0});
+  PyRef::Steal(PyObject_CallMethod(asyncio, "_set_running_loop", "O", Py_None));
+  PyErr_Clear();
+  state->id = number;
+#else
+  static_cast<void>(asyncio);
+#endif
+}
 
 // ---- errors as instances (3.10, 3.12) and opcodes ----
 
