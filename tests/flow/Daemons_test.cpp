@@ -91,6 +91,34 @@ TEST_F(Daemons, InsideTheHostAreLeftBehind) {
   EXPECT_TRUE(interp().Close());
 }
 
+// Script code that runs inside our own work on a script's thread: the stop waits for it, since the
+// end of a thread by unwinding must not pass us.
+TEST_F(Daemons, InsideTheLibraryAreWaitedFor) {
+  std::atomic<int> inside{0};
+  zrPythonTalk talk(interp());
+  talk.AddFunction("take", [](Values&, zrVariant&, zrString&) { return true; });
+  talk.AddFunction("arrive", [&](Values&, zrVariant&, zrString&) { return ++inside, true; });
+  talk.SetOutput([](const zrString&, const zrString&) {});
+  ASSERT_TRUE(
+      Run("import sys, threading, time, zrhost\n"
+          "def work():\n"
+          "  zrhost.arrive()\n"
+          "  for i in range(200): time.sleep(0.0001)\n"
+          "class Value:\n"
+          "  def __str__(self): work(); return ''\n"
+          "class Stream:\n"
+          "  def write(self, text): work()\n"
+          "  def flush(self): pass\n"
+          "sys.__stdout__ = Stream()\n"
+          "def repeat(call, argument):\n"
+          "  while True: call(argument)\n"
+          "for call, argument in (zrhost.take, [Value()]), (sys.stdout.write, 'x'):\n"
+          "  threading.Thread(target=repeat, args=(call, argument), daemon=True).start()"));
+  talk.SetOutput(nullptr);
+  Await([&] { return inside >= 4; });
+  EXPECT_TRUE(interp().Close());
+}
+
 // A thread that sleeps through the stop would come back into the next life with a state of the
 // last.
 TEST_F(Daemons, KeepTheNextStartWaitingUntilTheyAreGone) {

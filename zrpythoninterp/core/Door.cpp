@@ -27,6 +27,7 @@ enum Shut : int {
 };
 std::atomic<int> shut{kOpen};
 std::atomic<std::uint64_t> endings{0};
+constexpr auto kRelaxed = std::memory_order_relaxed;
 
 // Whose turn it is. Threads that wait for the end of a turn wait here, and hold nothing.
 struct Changes : ForkAware {
@@ -53,11 +54,13 @@ bool IsOfTheRuntime(const ThreadRecord& thread) {
 }
 
 // Who comes in is counted as inside first and looks at the door then; who shuts it does the
-// reverse, with a fence for both sides.
+// reverse, with a fence for both sides. Who left and came in again did so through the shut door, as
+// the threads of scripts may: a thread that does so all the time is not waited for.
 void AwaitEach(const ThreadRecord& self) {
   FenceOtherThreads();
   for (const ThreadRecord* other = Door::Records(); other; other = other->next) {
-    for (int looks = 0; other != &self && other->inside; ++looks) {
+    const unsigned entrances = other->entrances;
+    for (int looks = 0; other != &self && other->inside && other->entrances == entrances; ++looks) {
       looks < 100 ? std::this_thread::yield()
                   : std::this_thread::sleep_for(std::chrono::microseconds(500));
     }
@@ -161,6 +164,7 @@ std::uint64_t Door::Endings() { return endings; }
 
 Door::Way Door::GoIn(ThreadRecord& thread, Wish wish) {
   for (;;) {
+    thread.entrances.store(thread.entrances.load(kRelaxed) + 1, kRelaxed);
     StoreAheadOfLoads(thread.inside, true);
     const int state = shut.load(std::memory_order_seq_cst);
     if (state == kOpen) return Way::kThroughTheOpenDoor;

@@ -30,6 +30,7 @@ struct alignas(128) ThreadRecord {
 
   // Written by its thread. While it is true no stop goes on.
   std::atomic<bool> inside{false};
+  std::atomic<unsigned> entrances{0};  // how often it came in
   int visits = 0;  // that stand on the thread's stack: whether one is nested is told by this
   WalkPlace walk;  // the outermost that tells observers, and the places of those inside it
   std::atomic<bool> hasTurn{false};   // the thread starts or stops the runtime

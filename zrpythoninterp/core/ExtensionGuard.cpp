@@ -5,6 +5,7 @@
 #include <zrpythoninterp/core/ExtensionGuard.h>
 #include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/core/RuntimeLife.h>
+#include <zrpythoninterp/core/ScriptsCall.h>
 #include <zrpythoninterp/core/StoreMutex.h>
 #include <zrpythoninterp/host/zrStlMap.h>
 #include <zrpythoninterp/host/zrString.h>
@@ -96,6 +97,7 @@ PyObject* RaiseImportError(PyObject* spec, const zrString& name) ZR_REQUIRES_GIL
 PyObject* CreateGuarded(PyObject* self, PyObject* arguments) {
   LockIsHeld();
   try {
+    const ScriptsCall called;
     const PyRef spec =
         PyRef::Borrow(PyTuple_GET_SIZE(arguments) > 0 ? PyTuple_GET_ITEM(arguments, 0) : nullptr);
     if (!spec) return PyObject_Call(self, arguments, nullptr);

@@ -5,6 +5,7 @@
 #include <zrpythoninterp/convert/FromVariant.h>
 #include <zrpythoninterp/convert/ToVariant.h>
 #include <zrpythoninterp/core/PyRef.h>
+#include <zrpythoninterp/core/ScriptsCall.h>
 #include <zrpythoninterp/talk/Aside.h>
 #include <zrpythoninterp/talk/CallGate.h>
 #include <zrpythoninterp/talk/HostModule.h>
@@ -95,6 +96,7 @@ PyObject* CallFromScript(PyObject* self, PyObject* const* arguments, Py_ssize_t 
   LockIsHeld();
   HostFunction& function = *StateOf<Owner>(self);
   try {
+    const ScriptsCall called;
     zrStlVector<zrVariant> values(static_cast<size_t>(count));
     if (!Convert(values, function, arguments)) return nullptr;
     zrVariant result;

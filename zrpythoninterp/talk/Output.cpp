@@ -3,6 +3,7 @@
 #include <zrpythoninterp/core/Runtime.h>
 
 #include <zrpythoninterp/core/PyRef.h>
+#include <zrpythoninterp/core/ScriptsCall.h>
 #include <zrpythoninterp/core/StoreMutex.h>
 #include <zrpythoninterp/talk/Aside.h>
 #include <zrpythoninterp/talk/HostModule.h>
@@ -112,6 +113,7 @@ PyObject* WriteText(PyObject* self, PyObject* text) {
                         Py_TYPE(text)->tp_name);
   }
   try {
+    const ScriptsCall called;
     if (HasBegun(writer)) {
       const PyRef rest = Decode(writer, "", 0, false);
       if (!rest || !Deliver(writer, rest.get())) return nullptr;
@@ -133,6 +135,7 @@ PyObject* WriteBytes(PyObject* self, PyObject* bytes) {
   PyRef text;
   bool delivered = false;
   try {
+    const ScriptsCall called;
     text = Decode(writer, static_cast<const char*>(view.buf), static_cast<size_t>(size), true);
     delivered = text && Deliver(writer, text.get());
   } catch (...) {
