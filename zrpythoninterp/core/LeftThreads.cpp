@@ -40,7 +40,22 @@ bool CanComeBack(const LeftThread& thread) {
          });
 }
 
+bool AllHaveBegun() {
+  PyThreadState* state = PyInterpreterState_ThreadHead(PyThreadState_Get()->interp);
+  while (state && HasBegun(state)) state = PyThreadState_Next(state);
+  return state == nullptr;
+}
+
 }  // namespace
+
+// The state of a thread that the system did not start stays (up to 3.11), so not for ever.
+void AwaitStartingThreads() {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+  while (!AllHaveBegun() && std::chrono::steady_clock::now() < end) {
+    const GilRelease released;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
 
 void NoteLeftThreads() {
   if (!kThreadsComeBackLater) return;

@@ -1,6 +1,7 @@
 // The start of the runtime and its instructions, which differ most between its releases.
 #include <zrpythoninterp/core/ExtensionGuard.h>
 #include <zrpythoninterp/core/KeptThreadState.h>
+#include <zrpythoninterp/core/LeftThreads.h>
 #include <zrpythoninterp/core/PyCompat.h>
 #include <zrpythoninterp/core/PyRef.h>
 #include <zrpythoninterp/core/StartVariables.h>
@@ -457,6 +458,17 @@ std::vector<unsigned long> ThreadsThatRun() {
   return threads;
 }
 #endif
+
+bool HasBegun(PyThreadState* state) {
+#if PY_VERSION_HEX >= 0x030E0000
+  static_cast<void>(state);
+  return true;
+#elif PY_VERSION_HEX >= 0x030C0000
+  return state->_status.bound != 0;
+#else
+  return state->gilstate_counter != 0;
+#endif
+}
 
 // ---- interpreters that scripts make ----
 

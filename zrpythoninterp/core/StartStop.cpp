@@ -85,6 +85,7 @@ void LeaveThreadsBehind() {
   zrpy::LockIsHeld();
   zrpy::RefuseThreadStarts();
   zrpy::Door::ShutForScripts();
+  zrpy::AwaitStartingThreads();
   try {
     zrpy::NoteLeftThreads();
   } catch (const std::bad_alloc&) {
