@@ -192,7 +192,9 @@ std::vector<unsigned long> ThreadsThatRun();
 constexpr bool kEndsLateThreads = PY_VERSION_HEX >= 0x03090000 && PY_VERSION_HEX < 0x030D0800;
 
 // Whether script code that a stop runs can start threads, for which nothing waits any more.
-constexpr bool kThreadsStartAtTheEnd = PY_VERSION_HEX < 0x030C0000;
+// 3.12 refuses them by itself; 3.13 does so only behind the functions of atexit.
+constexpr bool kThreadsStartAtTheEnd =
+    PY_VERSION_HEX < 0x030C0000 || (PY_VERSION_HEX >= 0x030D0000 && PY_VERSION_HEX < 0x030E0000);
 
 // Around a stop, with the lock held when it is made: up to 3.12.4 the descriptions of keyword
 // arguments that functions in extension modules keep in static memory are emptied by a stop and

@@ -12,17 +12,27 @@ namespace zrpy {
 
 namespace {
 
-// Of the process, as the runtime's static data is. Each is one function under another name.
+// Of the process, as the runtime's static data is. Two are one function under another name;
+// threading starts its own threads by the third (3.13).
 struct Start {
   const char* name;
   PyMethodDef* description = nullptr;
   PyCFunction own = nullptr;
 };
-Start starts[] = {{"start_new_thread"}, {"start_new"}};
+Start starts[] = {{"start_new_thread"}, {"start_new"}, {"start_joinable_thread"}};
 
 PyObject* Refuse(PyObject* /*self*/, PyObject* /*arguments*/) {
   PyErr_SetString(PyExc_RuntimeError, "can't create new thread at interpreter shutdown");
   return nullptr;
+}
+
+PyObject* RefuseWithKeywords(PyObject* self, PyObject* arguments, PyObject* /*keywords*/) {
+  return Refuse(self, arguments);
+}
+
+PyCFunction RefusalFor(const PyMethodDef& method) {
+  if ((method.ml_flags & METH_KEYWORDS) == 0) return &Refuse;
+  return reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(&RefuseWithKeywords));
 }
 
 }  // namespace
@@ -36,9 +46,8 @@ void NoteThreadStarts() {
   PyMethodDef* method = definition ? definition->m_methods : nullptr;
   for (; method && method->ml_name; ++method) {
     for (Start& start : starts) {
-      if (std::string_view(start.name) != method->ml_name || method->ml_flags != METH_VARARGS) {
-        continue;
-      }
+      const int flags = method->ml_flags & ~METH_KEYWORDS;
+      if (std::string_view(start.name) != method->ml_name || flags != METH_VARARGS) continue;
       start.description = method;
       start.own = method->ml_meth;
     }
@@ -47,7 +56,7 @@ void NoteThreadStarts() {
 
 void RefuseThreadStarts() {
   for (const Start& start : starts) {
-    if (start.description) start.description->ml_meth = &Refuse;
+    if (start.description) start.description->ml_meth = RefusalFor(*start.description);
   }
 }
 
