@@ -45,6 +45,11 @@ void ParkForEver() {
   for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
 }
 
+void ParkWithoutLock() {
+  PyEval_SaveThread();
+  ParkForEver();
+}
+
 GilGuard::GilGuard(ThreadRecord& thread) {
   PyThreadState* const current = CurrentThreadState();
   const bool isKept = thread.stateLife != 0 && thread.stateLife == RuntimeLife::Current();
@@ -111,7 +116,7 @@ Absence::Absence(ThreadRecord& thread, PyThreadState* state, bool inHost)
 void Absence::Return() {
   const bool isLate = left_ && Door::GoIn(thread_, Door::Wish::kVisit) == Door::Way::kOutside;
   if (isLate || (endings_ != Door::Endings() && !thread_.hasTurn)) {
-    if (CurrentThreadState() == state_) PyEval_SaveThread();
+    if (CurrentThreadState() == state_) ParkWithoutLock();
     ParkForEver();
   }
   thread_.isInHost.store(wasInHost_, std::memory_order_relaxed);

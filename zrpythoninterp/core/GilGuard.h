@@ -37,6 +37,8 @@ inline bool HoldsLock() {
 
 // The calling thread never comes back. Its stack stays, and nothing on it is touched any more.
 [[noreturn]] void ParkForEver();
+// The same for one that holds the lock, and gives it up.
+[[noreturn]] void ParkWithoutLock();
 
 // Takes the lock on a thread state. A runtime that goes away ends a thread that asks for the lock:
 // 3.9 to 3.13 unwind its frames, whose destructors would then touch the runtime without the lock.

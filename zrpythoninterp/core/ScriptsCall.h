@@ -14,10 +14,7 @@ namespace zrpy {
 class ScriptsCall {
  public:
   ScriptsCall() {
-    if (!visit_.Enter()) {
-      PyEval_SaveThread();
-      ParkForEver();
-    }
+    if (!visit_.Enter()) ParkWithoutLock();
     held_.emplace(visit_.thread());
   }
   ScriptsCall(const ScriptsCall&) = delete;
