@@ -100,7 +100,6 @@ def arm(name):
   trap(main.__dict__, 'n', '__file__', '__builtins__', '__script_dicts__')
   trap(modules, '__main__', 'warnings', 'threading', 'traceback')
   armed = True
-  getattr(gc, 'freeze', int)()  # what is there already need not be looked at each time
   Garbage()
   gc.set_threshold(1, 1, 1)
 def disarm():
@@ -108,7 +107,6 @@ def disarm():
   armed = False
   spaces, filters, threshold = saved
   gc.set_threshold(*threshold)
-  getattr(gc, 'unfreeze', int)()
   for space, before in spaces:
     space.clear()
     space.update(before)

@@ -264,6 +264,7 @@ const char* StartRuntime(const wchar_t* home, const wchar_t* program,
 KeywordsForget::KeywordsForget() {
   static const char* const keywords[] = {"any", nullptr};
   static _PyArg_Parser own = {};
+  if (own.kwtuple == nullptr) own.initialized = 0;  // memory was short at the stop before
   own.keywords = keywords;
   own.fname = "any";
   PyObject* none = Py_None;
