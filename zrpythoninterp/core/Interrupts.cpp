@@ -22,7 +22,9 @@ void DropInterrupt() {
   LockIsHeld();
   if (MeetInterrupt()) return;
   PyErr_Clear();
-  if (PyThreadState_Get()->async_exc) TakeInterruptBack(PyThreadState_Get());  // memory is short
+  if (PyThreadState_Get()->async_exc) {  // memory is short
+    SetAsyncError(PyThreadState_Get(), nullptr);
+  }
 }
 
 bool Concerns(const ThreadRecord& record, std::uint64_t thread, int above) {

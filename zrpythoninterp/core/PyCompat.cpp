@@ -84,8 +84,6 @@ SwitchesSoon::~SwitchesSoon() {
   switching.Leave(switching.users - 1);
 }
 
-namespace {
-
 // PyThreadState_SetAsyncExc goes by a number that other states can bear, too: the state of a thread
 // that is being started bears that of the thread which starts it, and changes it without the lock.
 // So this state bears, for the moment, one that no other does. The lock is held; nobody looks.
@@ -95,11 +93,7 @@ void SetAsyncError(PyThreadState* state, PyObject* error) {
   state->thread_id = identity;
 }
 
-}  // namespace
-
 void LeaveInterrupt(PyThreadState* state) { SetAsyncError(state, PyExc_KeyboardInterrupt); }
-
-void TakeInterruptBack(PyThreadState* state) { SetAsyncError(state, nullptr); }
 
 #else
 
@@ -117,8 +111,8 @@ void LeaveInterrupt(PyThreadState* state) {
 #endif
 }
 
-void TakeInterruptBack(PyThreadState* state) {
-  PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(state->thread_id), nullptr);
+void SetAsyncError(PyThreadState* state, PyObject* error) {
+  PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(state->thread_id), error);
 }
 
 bool AddPendingCall(PyInterpreterState* interp, int (*function)(void*)) {

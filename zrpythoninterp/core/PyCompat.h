@@ -429,8 +429,9 @@ constexpr bool kCurrentStateIsTheThreads = PY_VERSION_HEX >= 0x030C0000;
 // one that a script left there itself stays.
 void LeaveInterrupt(PyThreadState* state);
 
-// Lock held. Takes one that was left there, and was not raised yet, away again.
-void TakeInterruptBack(PyThreadState* state);
+// Lock held. Leaves another error there, in the place of one that was left and not raised yet; null
+// only takes that away.
+void SetAsyncError(PyThreadState* state, PyObject* error);
 
 // Since 3.12 a call can be left with the runtime, without the lock, that is made by whichever
 // thread of the interpreter runs Python next; before, such calls come to the first thread alone.

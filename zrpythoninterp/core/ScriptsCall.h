@@ -15,14 +15,14 @@ class ScriptsCall {
  public:
   ScriptsCall() {
     if (!visit_.Enter()) ParkWithoutLock();
-    held_.emplace(visit_.thread());
+    if (!visit_.nested()) held_.emplace(visit_.thread());
   }
   ScriptsCall(const ScriptsCall&) = delete;
   ScriptsCall& operator=(const ScriptsCall&) = delete;
 
  private:
   Visit visit_;
-  std::optional<GilGuard> held_;  // which the thread does: this tells whose thread it is
+  std::optional<GilGuard> held_;  // which the thread does: the first tells whose thread it is
 };
 
 }  // namespace zrpy

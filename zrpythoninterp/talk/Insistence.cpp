@@ -65,9 +65,7 @@ bool Insistence::Insist() {
   while (above_ + 1 < from && !thread_.interruptedFrom.compare_exchange_weak(from, above_ + 1)) {
   }
   thread_.interruptIsDue = false;
-  if (const PyRef type = KeptObject<&MakeClass>::Get()) {
-    PyThreadState_SetAsyncExc(static_cast<AsyncThreadId>(thread_.identity.load()), type.get());
-  }
+  if (const PyRef type = KeptObject<&MakeClass>::Get()) SetAsyncError(state, type.get());
   PyErr_Clear();
   return true;
 }
